@@ -1,0 +1,99 @@
+#pragma once
+
+#include "update/updatethread.h"
+
+#include <QBasicTimer>
+#include <QDir>
+#include <QMainWindow>
+
+class QProcess;
+class Utilities;
+
+namespace Ui {
+class MainWindow;
+}
+
+/// The updater's only window. It finds the update source with a one-second timer, installs overrides,
+/// tells a blank board from a flashed one, starts the update at once or offers it to the user, and
+/// shows how it goes. Everything here runs in the GUI thread; the update itself is updateThread's.
+///
+/// The command line is read by the constructor, which also writes the bootloader version to
+/// "/tmp/runningbootloaderversion" and starts looking. The program ends with exit code 1 when a blank
+/// board has no update directory; otherwise an update ends in the instrument's reboot.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override; ///< Does not stop a running update.
+
+public slots:
+    void setTitle(QString title);
+    void onProgressChanged(int value, QString text);
+    /// After a rejected update says where the reason is to be read.
+    void onFinished();
+
+private slots:
+    // Connected by name when the form is built.
+    void on_USBbtn_clicked();
+    void on_ETHbtn_clicked();
+    void on_pbuttonUtils_clicked();
+    void on_pbuttonVersions_clicked();
+    void on_pbuttonBackupSettings_clicked();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    void processCommandLine();
+    void publishBootloaderVersion();
+
+    void initialise();
+    void onStartupTick();
+    void checkUsbStorage();
+    void reportUsbFailure();
+    void handleOverride();
+    void checkBlankBoard();
+    void startRebootUsbUpdate();
+    void startAutoUpdate();
+    void startUpdate();
+    void checkNetworkStorage();
+
+    void examineOverrides();
+    void showOverrideMessage();
+    void offerInteractiveUpdate();
+    void startUpdateInMode(int mode);
+    void reportUpdateDirMissing(const QByteArray &line, const QString &title);
+    void enableMaintenance(bool enabled);
+    void showUsbLabel(const QString &text);
+
+    QProcess *bootloaderProcess = nullptr; ///< Lives until the program ends.
+    QBasicTimer startupTimer; ///< One tick a second.
+    QDir overrideDir;
+    QDir recoveryDir; ///< Read only by checkNetworkStorage().
+    int tickCount = 0; ///< Ticks since the last initialise().
+    bool usbWaitArmed = false; ///< The storage device has had its time to settle; each tick looks for it.
+    bool updateDirFound = false;
+    bool overrideExists = false;
+    bool overrideValid = false; ///< The OVERRIDE directory holds at least one file.
+    bool usbDeviceFound = false;
+    bool recoveryUpdateFound = false; ///< Written only by checkNetworkStorage().
+    bool networkStorageFound = false; ///< Written only by checkNetworkStorage().
+    bool interactive = true; ///< The user is to be offered the buttons.
+    // The command line's flags; any combination is accepted.
+    bool rebootUsbUpdate = false;
+    bool autoUpdate = false;
+    bool goBackUpdate = false;
+    bool deadUsbRebuild = false;
+    int restoreSettings = 0; ///< 1 keeps the user's settings over the update, 0 does not.
+    int overrideStatus = 0; ///< What UpdateThread::installOverrides() returned; 99 not run.
+    QString progressPrefix;
+    QString restoreOffText;
+    QString restoreOnText;
+    Ui::MainWindow *ui; ///< Owned.
+    Utilities *utilitiesDialog = nullptr; ///< The last support tools menu opened; never deleted.
+    UpdateThread updateThread;
+    QProcess *blankBoardProcess = nullptr; ///< Made by checkBlankBoard(), runs nothing.
+    int blankBoardExitCode = 0;
+};
