@@ -2,7 +2,9 @@
 
 #include "app/common.h"
 #include "app/scriptrunner.h"
+#include "tools/utilities.h"
 #include "ui_mainwindow.h"
+#include "versions/changeversionpartition.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -468,9 +470,20 @@ void MainWindow::on_pbuttonBackupSettings_clicked()
     restoreSettings = keep ? 1 : 0;
 }
 
-// Their screens come with the support tools.
-void MainWindow::on_pbuttonUtils_clicked() { }
-void MainWindow::on_pbuttonVersions_clicked() { }
+void MainWindow::on_pbuttonUtils_clicked()
+{
+    // A menu opened before stays as it is: its "Done" closes it, and nothing deletes it.
+    utilitiesDialog = new Utilities(this);
+    utilitiesDialog->setWindowFlags(Qt::Window);
+    utilitiesDialog->show();
+}
+
+void MainWindow::on_pbuttonVersions_clicked()
+{
+    auto *versions = new ChangeVersionPartition(this); // shows only, since this is the main window
+    versions->setModal(true);
+    versions->show();
+}
 
 /// Reached by nothing: the network update trusts its scripts to look.
 void MainWindow::checkNetworkStorage()
