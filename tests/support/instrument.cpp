@@ -50,10 +50,11 @@ static void empty(const QString &directory)
 
 void clear()
 {
-    for (const char *directory : { "/etc/update", "/home/tesk", "/media", "/mnt", "/sys/class/block", "/tmp" })
+    for (const char *directory :
+         {"/etc/update", "/home/tesk", "/media", "/mnt", "/sys/class/block", "/tmp"})
         empty(QString::fromLatin1(directory));
-    for (const char *directory : { "/etc/update/utility_scripts", "/home/tesk/cfg", "/media/usb0",
-                                   "/mnt/recovery/download", "/mnt/recovery/update_files" })
+    for (const char *directory : {"/etc/update/utility_scripts", "/home/tesk/cfg", "/media/usb0",
+                                  "/mnt/recovery/download", "/mnt/recovery/update_files"})
         QDir().mkpath(QString::fromLatin1(directory));
     QFile::remove(callsFile);
     setBlank(false);

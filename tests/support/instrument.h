@@ -4,13 +4,13 @@
 #include <QString>
 #include <QStringList>
 
-// The simulated instrument that a test runs on, seen from inside the sandbox: its paths are the real
-// ones. Everything a test puts there is gone with clear().
+// The simulated instrument that a test runs on, seen from inside the sandbox: its paths are the
+// real ones. Everything a test puts there is gone with clear().
 
 namespace Instrument {
 
-/// An instrument flashed before, without scripts, without a storage device, without marker files and
-/// without recorded calls.
+/// An instrument flashed before, without scripts, without a storage device, without marker files
+/// and without recorded calls.
 void clear();
 
 /// Writes a file, making the directories above it.

@@ -12,10 +12,7 @@ static QAbstractEventDispatcher::TimerInfo runningTimer(QObject *object)
                               : QAbstractEventDispatcher::TimerInfo(0, -1, Qt::CoarseTimer);
 }
 
-int timerInterval(QObject *object)
-{
-    return runningTimer(object).interval;
-}
+int timerInterval(QObject *object) { return runningTimer(object).interval; }
 
 void tick(QObject *object, int times)
 {
