@@ -20,10 +20,11 @@ static const QByteArray touchCalibrationFile = QByteArrayLiteral("/etc/pointerca
 /// of the build, never read from the device.
 static const QByteArray bootloaderVersion = QByteArrayLiteral("V4.05.00");
 /// Read by nothing in the program: it lets the version be found in the binary itself.
-[[gnu::used]] static const char bootloaderVersionTag[] = "BLVERSION:V4.05.00";
+[[gnu::used]] static const QByteArray bootloaderVersionTag
+    = QByteArrayLiteral("BLVERSION:V4.05.00");
 
-/// Prints one line on the console, which is the instrument's log, and flushes it. May be called from
-/// any thread: the line is handed to the C stream in one piece, so lines never mix.
+/// Prints one line on the console, which is the instrument's log, and flushes it. May be called
+/// from any thread: the line is handed to the C stream in one piece, so lines never mix.
 inline void printLine(const QByteArray &text)
 {
     const QByteArray line = text + '\n';

@@ -13,13 +13,14 @@ namespace Ui {
 class MainWindow;
 }
 
-/// The updater's only window. It finds the update source with a one-second timer, installs overrides,
-/// tells a blank board from a flashed one, starts the update at once or offers it to the user, and
-/// shows how it goes. Everything here runs in the GUI thread; the update itself is updateThread's.
+/// The updater's only window. It finds the update source with a one-second timer, installs
+/// overrides, tells a blank board from a flashed one, starts the update at once or offers it to the
+/// user, and shows how it goes. Everything here runs in the GUI thread; the update itself is
+/// updateThread's.
 ///
 /// The command line is read by the constructor, which also writes the bootloader version to
-/// "/tmp/runningbootloaderversion" and starts looking. The program ends with exit code 1 when a blank
-/// board has no update directory; otherwise an update ends in the instrument's reboot.
+/// "/tmp/runningbootloaderversion" and starts looking. The program ends with exit code 1 when a
+/// blank board has no update directory; otherwise an update ends in the instrument's reboot.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -29,8 +30,8 @@ public:
     ~MainWindow() override; ///< Does not stop a running update.
 
 public slots:
-    void setTitle(QString title);
-    void onProgressChanged(int value, QString text);
+    void setTitle(const QString &title);
+    void onProgressChanged(int value, const QString &text);
     /// After a rejected update says where the reason is to be read.
     void onFinished();
 
@@ -46,6 +47,28 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
+    /// The values of UpdateThread::setMode() that this window chooses.
+    enum Mode {
+        UsbUpdate = 0,
+        EthernetUpdate = 1,
+        BlankBoardRebuild = 2,
+        NetworkUpdate = 3,
+        UsbUpdateKeepingSettings = 4,
+    };
+    /// What overrideStatus says besides the override script's own codes.
+    enum OverrideStatus { OverrideRejected = 98, OverrideNotRun = 99 };
+    /// What is printed and shown when an update cannot be started.
+    struct Failure
+    {
+        const char *print;
+        const char *label;
+        const char *title;
+    };
+    static const Failure noStorageDevice;
+    static const Failure noUpdateDir;
+    static const Failure updateDirGone;
+    static const Failure updateDirGoneAfterReboot;
+
     void processCommandLine();
     void publishBootloaderVersion();
 
@@ -63,8 +86,9 @@ private:
     void examineOverrides();
     void showOverrideMessage();
     void offerInteractiveUpdate();
-    void startUpdateInMode(int mode);
-    void reportUpdateDirMissing(const QByteArray &line, const QString &title);
+    void startUpdateInMode(Mode mode);
+    static bool updateDirExists(); ///< "/media/usb0/update" is there now.
+    void report(const Failure &failure);
     void enableMaintenance(bool enabled);
     void showUsbLabel(const QString &text);
 
@@ -73,7 +97,8 @@ private:
     QDir overrideDir;
     QDir recoveryDir; ///< Read only by checkNetworkStorage().
     int tickCount = 0; ///< Ticks since the last initialise().
-    bool usbWaitArmed = false; ///< The storage device has had its time to settle; each tick looks for it.
+    bool usbWaitArmed
+        = false; ///< The storage device has had its time to settle; each tick looks for it.
     bool updateDirFound = false;
     bool overrideExists = false;
     bool overrideValid = false; ///< The OVERRIDE directory holds at least one file.

@@ -1,5 +1,5 @@
 # Sourced by the commands at the top of the tree: installs what is missing, builds the program.
-# shellcheck shell=sh
+# shellcheck shell=sh disable=SC2154 # those commands set $top
 
 # Ends the command with what is wrong on standard error.
 fail() {
@@ -41,9 +41,12 @@ build() {
 # A sandbox is what keeps a rehearsal away from this machine: without one nothing is run.
 require_sandbox() {
     try=$(mktemp -d)
-    "$top/simulator/make-instrument" --bare "$try/instrument" &&
-        "$top/simulator/sandbox" "$try/instrument" true 2>"$try/message" ||
-        { cat "$try/message" >&2; rm -rf "$try"; fail "bubblewrap can make no sandbox here (it needs unprivileged user namespaces, or root)"; }
+    "$top/simulator/make-instrument" --bare "$try/instrument"
+    if ! "$top/simulator/sandbox" "$try/instrument" true 2>"$try/message"; then
+        cat "$try/message" >&2
+        rm -rf "$try"
+        fail "bubblewrap can make no sandbox here (it needs unprivileged user namespaces, or root)"
+    fi
     rm -rf "$try"
 }
 

@@ -4,8 +4,9 @@
 
 class UpdateThread;
 
-// What an update does, as tables: every step with its scripts, every mode with its sequence of steps,
-// and how each mode ends. UpdateThread walks them; nothing else knows a script of the update.
+// What an update does, as tables: every step with its scripts, every mode with its sequence of
+// steps, and how each mode ends. UpdateThread walks them; nothing else knows a script of the
+// update.
 
 /// A constant array seen as a range; the array lives as long as the program.
 template <typename Row> class Table

@@ -23,14 +23,15 @@ class UpdateThread : public QThread
 public:
     UpdateThread() = default;
 
-    /// Chooses the sequence: 0 and 1 USB, 2 rebuild of a blank board, 3 network, 4 USB with the user
-    /// files kept, any other value as 0. To be called before start().
+    /// Chooses the sequence: 0 and 1 USB, 2 rebuild of a blank board, 3 network, 4 USB with the
+    /// user files kept, any other value as 0. To be called before start().
     void setMode(int newMode) { mode = newMode; }
     void setStatus(int newStatus) { status = newStatus; }
 
     /// Installs the overrides of the USB storage device in the caller's thread and blocks it until
-    /// their script has ended. Returns 98 when the files were rejected (#status is then 1), otherwise
-    /// the script's exit code, negative if it could not be started or crashed (#status is then 2).
+    /// their script has ended. Returns 98 when the files were rejected (#status is then 1),
+    /// otherwise the script's exit code, negative if it could not be started or crashed (#status is
+    /// then 2).
     int installOverrides();
 
     /// Returns 1 and announces the failure of @p stage (2 version, 1 files; any other stage keeps
@@ -65,7 +66,8 @@ protected:
     void run() override;
 
     // The steps, run in the worker thread; run() has made the process object that they share.
-    int checkFilesystem(); ///< Returns the recovery system's exit code; all but 0 aborts the update.
+    /// Returns the recovery system's exit code; anything but 0 aborts the update.
+    int checkFilesystem();
     void unzipFirmwareImage();
     void checkVersion();
     void validateFiles();
