@@ -6,7 +6,6 @@
 #include <iostream>
 
 #include <fcntl.h>
-#include <unistd.h>
 
 static void flush()
 {
@@ -14,19 +13,21 @@ static void flush()
     std::fflush(stdout);
 }
 
-Console::Console()
+Console::Console(int takenStream, const char *path)
+    : stream(takenStream)
 {
     flush();
-    savedOutput = dup(STDOUT_FILENO);
-    file = open("/run", O_TMPFILE | O_RDWR | O_APPEND | O_CLOEXEC, 0600);
-    if (savedOutput < 0 || file < 0 || dup2(file, STDOUT_FILENO) < 0)
+    savedOutput = dup(stream);
+    file = open(path ? path : "/run", (path ? O_CREAT : O_TMPFILE) | O_RDWR | O_APPEND | O_CLOEXEC,
+                0600);
+    if (savedOutput < 0 || file < 0 || dup2(file, stream) < 0)
         qFatal("standard output cannot be taken");
 }
 
 Console::~Console()
 {
     flush();
-    dup2(savedOutput, STDOUT_FILENO);
+    dup2(savedOutput, stream);
     close(savedOutput);
     close(file);
 }

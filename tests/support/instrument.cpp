@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 
 namespace Instrument {
 
@@ -91,6 +92,13 @@ void writeUpdateScripts()
 QStringList calls()
 {
     return QString::fromUtf8(read(callsFile)).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+}
+
+void shell(const QByteArray &lines)
+{
+    const QStringList command = {QStringLiteral("-ec"), QString::fromUtf8(lines)};
+    if (QProcess::execute(QStringLiteral("sh"), command) != 0)
+        qFatal("%s failed", lines.constData());
 }
 
 void plugStorageDevice(bool update)

@@ -24,6 +24,9 @@ void writeUpdateScripts();
 /// The recorded calls in their order, each the script's path and its arguments, one blank between.
 QStringList calls();
 
+/// Runs the shell lines, which must succeed.
+void shell(const QByteArray &lines);
+
 /// Plugs in a storage device; @p update says whether it carries an update directory.
 void plugStorageDevice(bool update = true);
 void unplugStorageDevice();
