@@ -44,10 +44,7 @@ LogsViewer::LogsViewer(QWidget *parent)
     fillLogTable();
 }
 
-LogsViewer::~LogsViewer()
-{
-    delete ui;
-}
+LogsViewer::~LogsViewer() { delete ui; }
 
 void LogsViewer::readLogList()
 {
@@ -94,10 +91,7 @@ bool LogsViewer::loadSelectedFile()
     return loadFile(selectedLogPath);
 }
 
-void LogsViewer::showUpdateLog()
-{
-    loadFile(updateLogFile);
-}
+void LogsViewer::showUpdateLog() { loadFile(updateLogFile); }
 
 bool LogsViewer::loadFile(const QString &path)
 {
@@ -128,10 +122,7 @@ void LogsViewer::scroll(int step, QAbstractSlider::SliderAction action)
     bar->setPageStep(pageStep);
 }
 
-void LogsViewer::on_pbuttonBackToUtils_clicked()
-{
-    close();
-}
+void LogsViewer::on_pbuttonBackToUtils_clicked() { close(); }
 
 void LogsViewer::on_pbuttonBackToFileSelect_clicked()
 {

@@ -15,20 +15,11 @@ AreYouSureWarning::AreYouSureWarning(QWidget *sizeSource, const QStringList &tex
     }
 }
 
-AreYouSureWarning::~AreYouSureWarning()
-{
-    delete ui;
-}
+AreYouSureWarning::~AreYouSureWarning() { delete ui; }
 
-void AreYouSureWarning::on_pButtonReject_clicked()
-{
-    reject();
-}
+void AreYouSureWarning::on_pButtonReject_clicked() { reject(); }
 
-void AreYouSureWarning::on_pButtonAccept_clicked()
-{
-    accept();
-}
+void AreYouSureWarning::on_pButtonAccept_clicked() { accept(); }
 
 bool confirm(AreYouSureWarning *&dialog, QWidget *screen, const QStringList &texts)
 {

@@ -28,15 +28,9 @@ ResetDisplayDetection::ResetDisplayDetection(QWidget *opener)
         QStringLiteral("QPushButton{background-color:lightgray}"));
 }
 
-ResetDisplayDetection::~ResetDisplayDetection()
-{
-    delete ui;
-}
+ResetDisplayDetection::~ResetDisplayDetection() { delete ui; }
 
-void ResetDisplayDetection::on_pbuttonBackToUtils_clicked()
-{
-    close();
-}
+void ResetDisplayDetection::on_pbuttonBackToUtils_clicked() { close(); }
 
 void ResetDisplayDetection::on_pbuttonResetDisplayDetection_clicked()
 {
@@ -45,7 +39,4 @@ void ResetDisplayDetection::on_pbuttonResetDisplayDetection_clicked()
     close();
 }
 
-void ResetDisplayDetection::performReset()
-{
-    runReset(reset, parent());
-}
+void ResetDisplayDetection::performReset() { runReset(reset, parent()); }

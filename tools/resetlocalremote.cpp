@@ -25,15 +25,9 @@ ResetLocalRemote::ResetLocalRemote(QWidget *opener)
         QStringLiteral("QPushButton{background-color:lightgray}"));
 }
 
-ResetLocalRemote::~ResetLocalRemote()
-{
-    delete ui;
-}
+ResetLocalRemote::~ResetLocalRemote() { delete ui; }
 
-void ResetLocalRemote::on_pbuttonBackToUtils_clicked()
-{
-    close();
-}
+void ResetLocalRemote::on_pbuttonBackToUtils_clicked() { close(); }
 
 void ResetLocalRemote::on_pbuttonResetLR_clicked()
 {
@@ -42,7 +36,4 @@ void ResetLocalRemote::on_pbuttonResetLR_clicked()
     close();
 }
 
-void ResetLocalRemote::performReset()
-{
-    runReset(reset, parent());
-}
+void ResetLocalRemote::performReset() { runReset(reset, parent()); }

@@ -30,15 +30,9 @@ ResetSystemSettings::ResetSystemSettings(QWidget *opener)
         QStringLiteral("QPushButton{background-color:lightgray}"));
 }
 
-ResetSystemSettings::~ResetSystemSettings()
-{
-    delete ui;
-}
+ResetSystemSettings::~ResetSystemSettings() { delete ui; }
 
-void ResetSystemSettings::on_pbuttonBackToUtils_clicked()
-{
-    close();
-}
+void ResetSystemSettings::on_pbuttonBackToUtils_clicked() { close(); }
 
 void ResetSystemSettings::on_pbuttonResetSystemSettings_clicked()
 {

@@ -26,15 +26,9 @@ ResetTouchCalibration::ResetTouchCalibration(QWidget *opener)
         QStringLiteral("QPushButton{background-color:lightgray}"));
 }
 
-ResetTouchCalibration::~ResetTouchCalibration()
-{
-    delete ui;
-}
+ResetTouchCalibration::~ResetTouchCalibration() { delete ui; }
 
-void ResetTouchCalibration::on_pbuttonBackToUtils_clicked()
-{
-    close();
-}
+void ResetTouchCalibration::on_pbuttonBackToUtils_clicked() { close(); }
 
 void ResetTouchCalibration::on_pbuttonResetTouchCalib_clicked()
 {
@@ -43,7 +37,4 @@ void ResetTouchCalibration::on_pbuttonResetTouchCalib_clicked()
     close();
 }
 
-void ResetTouchCalibration::performReset()
-{
-    runReset(reset, parent());
-}
+void ResetTouchCalibration::performReset() { runReset(reset, parent()); }

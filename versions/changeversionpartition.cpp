@@ -68,10 +68,7 @@ ChangeVersionPartition::~ChangeVersionPartition()
     delete ui;
 }
 
-void ChangeVersionPartition::readManifests()
-{
-    versionInfo = readVersionManifests();
-}
+void ChangeVersionPartition::readManifests() { versionInfo = readVersionManifests(); }
 
 void ChangeVersionPartition::setupVersionTable()
 {
