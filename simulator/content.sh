@@ -27,6 +27,40 @@ display_setting() {
     esac
 }
 
+# Writes a log of LINES lines, one every 7 seconds from a given second of a day, which say one thing after
+# another of what follows: SOURCE: WHAT HAPPENED.
+log_lines() {
+    count=$1 second=$2
+    shift 2
+    awk -v count="$count" -v second="$second" 'BEGIN {
+        for (i = 0; i < count; i++) {
+            at = second + 7 * i
+            printf "2023-10-%02d %02d:%02d:%02d ", 3 + at / 86400, at / 3600 % 24, at / 60 % 60, at % 60
+            split(ARGV[1 + i % (ARGC - 1)], words, ": ")
+            printf "%s[%d]: %s (%d)\n", words[1], 400 + i % 7, words[2], i + 1
+        }
+    }' "$@"
+}
+
+# Writes the logs of an instrument and the list of those that its log viewer offers: file, directory,
+# name. Nothing has crashed, so there is no log of crashes.
+write_logs() {
+    log_lines 400 21600 'kernel: usb 1-1, new high-speed device' 'scale: weight settled' \
+        'network: link up' 'scale: tare set' >var/log/messages
+    log_lines 3000 25200 'recipe: step finished' 'recipe: setpoint reached, next step' \
+        'printer: label printed' >var/log/application.log
+    log_lines 6 28800 'network: address 192.168.1.10 set' 'network: remote 192.168.1.20 answers' >var/log/network.log
+    echo '2023-10-02 14:05:31 ChangeToPartition.sh: ok, partition 1 is active after 7' >var/log/maintenance.log
+    cat >mnt/recovery/logFiles.txt <<'TEXT'
+messages,/var/log,System Log
+application.log,/var/log,Application Log
+network.log,/var/log,Network Log
+maintenance.log,/var/log,Maintenance Log
+crash.log,/var/log,Crash Reports
+update.log,/mnt/recovery/update_files/update,Network Update Log
+TEXT
+}
+
 # Writes the list of sums of all files of a directory beside them.
 list_sums() {
     sums=$(cd "$1" && sha256sum -- *)

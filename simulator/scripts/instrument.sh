@@ -10,6 +10,7 @@ backup=$recovery/backup/userfiles.tgz
 userdata=/mnt/userdata
 partition_file=$recovery/download/partition_c
 display_setting=/etc/display-size
+maintenance_log=/var/log/maintenance.log
 
 marker=/tmp/verifyFailed               # read by the program: its existence rejects the update
 network_marker=/tmp/networkUpdate      # left by the unzip script for those that follow
@@ -130,6 +131,22 @@ replace_user_files() {
 drop_download() {
     rm -f "$archive"
     find "$network_update" -mindepth 1 -maxdepth 1 ! -name '*.log' -exec rm -rf {} +
+}
+
+# Takes a file that is about to be removed: by its full path, and nothing that holds other files.
+need_settings_file() {
+    case $1/ in
+    */../* | [!/]* | /) fail "$1 is no full path" ;;
+    esac
+    [ ! -d "$1" ] || fail "$1 is a directory"
+}
+
+# Removes files for good; one that is not there has been removed before.
+remove_files() {
+    for file; do
+        rm -f "$file" || fail "$file cannot be removed"
+        [ ! -d "${file%/*}" ] || sync "${file%/*}"
+    done
 }
 
 fail() {
