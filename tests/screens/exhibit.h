@@ -1,0 +1,15 @@
+#pragma once
+
+#include <QImage>
+#include <QVector>
+
+/// A picture of the program: what it is called, and what brings the program there and takes it.
+/// Each starts on an empty instrument.
+struct Exhibit
+{
+    const char *name;
+    QImage (*take)();
+};
+
+extern const QVector<Exhibit> mainExhibits; ///< The main window.
+extern const QVector<Exhibit> toolExhibits; ///< Everything that its two maintenance buttons open.
