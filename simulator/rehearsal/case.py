@@ -1,0 +1,57 @@
+"""What a verdict is about: one rehearsal, and one line of what came of it."""
+
+import datetime
+from dataclasses import dataclass
+
+from holdings import RECOVERY, Holdings
+from modes import REJECTED, UPDATED, Mode
+from record import Record
+from source import Source
+
+NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
+
+
+@dataclass(frozen=True)
+class Line:
+    """One thing, described twice in the same words: as it is, and as it should be."""
+    what: str
+    now: str
+    promised: str
+
+    @property
+    def ok(self) -> bool:
+        return self.now == self.promised
+
+
+@dataclass(frozen=True)
+class Case:
+    """What was rehearsed, what had to come of it, and what did."""
+    mode: Mode
+    outcome: str
+    source: Source
+    before: Holdings
+    after: Holdings
+    record: Record
+    started: datetime.datetime  # in UTC
+
+    @property
+    def target(self) -> str | None:
+        """The version partition that has to be written, if any."""
+        return NEXT_VERSION.get(self.before.active) if self.outcome == UPDATED else None
+
+    @property
+    def overrides(self) -> bool:
+        """Whether the program finds overrides, which it handles before anything else."""
+        return not self.mode.network and bool(self.source.overrides())
+
+    @property
+    def reboots(self) -> bool:
+        return self.outcome != REJECTED or self.mode.network
+
+    @property
+    def log(self) -> str:
+        """The log that has to tell what happened."""
+        if self.mode.network:
+            return f"{RECOVERY}/update_files/update/update.log"
+        only_overrides = self.overrides and self.outcome != UPDATED
+        return f"media/usb0/update/{'update_override' if only_overrides else 'update'}.log"

@@ -1,0 +1,19 @@
+"""What was seen of a run of the program."""
+
+from dataclasses import dataclass, field
+
+
+@dataclass
+class ScriptRun:
+    name: str
+    started: float
+    ended: float | None = None
+    code: str = ""  # exit code, minus the signal, or "unstartable"
+
+
+@dataclass
+class Record:
+    lines: list[str] = field(default_factory=list)  # of the console
+    runs: list[ScriptRun] = field(default_factory=list)
+    fault: str = ""  # why the rehearsal was broken off
+    exit_status: int | None = None  # of the program, if it ended by itself
