@@ -4,6 +4,8 @@
 
 int main(int argc, char **argv)
 {
+    // Nothing here draws with OpenGL, and loading it would take longer than the rest of the start.
+    QApplication::setAttribute(Qt::AA_ForceRasterWidgets);
     QApplication application(argc, argv);
     MainWindow window;
     window.setWindowFlags(Qt::FramelessWindowHint);

@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QProcess>
 
+#include <csignal>
+
 #include <unistd.h>
 
 static const QString verifyFailedMarker = QStringLiteral("/tmp/verifyFailed");
@@ -24,6 +26,10 @@ static void readLastLine(const QString &path, std::string &line)
 
 void UpdateThread::run()
 {
+    // From here on the program must outlive whatever reads its console. Not earlier: a blank board
+    // is told by a probe that prints there, and that would fail on a console without a reader.
+    std::signal(SIGPIPE, SIG_IGN);
+
     process = newScriptProcess(parent());
     emit progressChanged(0, QStringLiteral("Initializing Update..."));
     sleep(1);

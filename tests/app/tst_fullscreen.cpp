@@ -24,6 +24,7 @@ class Display
 public:
     explicit Display(const QString &size)
     {
+        // -noreset: it would reset as one client leaves, and throw out the next that just comes
         server.start(QStringLiteral("Xvfb"),
                      {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                       QStringLiteral("0"), size + QStringLiteral("x24"),

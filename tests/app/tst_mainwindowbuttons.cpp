@@ -19,9 +19,11 @@ private slots:
     void usbWithTheDirectoryGone();
     void usbWithoutDevice();
     void restoreSettings();
+    void retryForgetsToRestoreSettings_data();
     void retryForgetsToRestoreSettings();
     void touchesBeforeTheirTime();
     void ethernet();
+    void startTakesOldMessagesAway();
     void messagesTwiceAfterASecondStart();
 };
 
@@ -153,10 +155,21 @@ void TestMainWindowButtons::restoreSettings()
     QCOMPARE(Instrument::calls(), QStringList());
 }
 
+void TestMainWindowButtons::retryForgetsToRestoreSettings_data()
+{
+    QTest::addColumn<int>("touchesAfterwards");
+    QTest::addColumn<int>("mode");
+    QTest::newRow("untouched") << 0 << 0;
+    QTest::newRow("released") << 1 << 0;
+    QTest::newRow("chosen again") << 2 << 4;
+}
+
 // The button stays down when detection begins anew, while the choice is taken back: the next touch
 // releases it, and only the one after that chooses again.
 void TestMainWindowButtons::retryForgetsToRestoreSettings()
 {
+    QFETCH(int, touchesAfterwards);
+    QFETCH(int, mode);
     QDir().mkpath(QStringLiteral("/media/usb0/update"));
     MainScreen screen;
     screen.expect({}, startPrints);
@@ -165,11 +178,11 @@ void TestMainWindowButtons::retryForgetsToRestoreSettings()
     Instrument::plugStorageDevice();
     walk(screen, {touchedWithoutDevice()});
     walk(screen, offer());
-    walk(screen, {touchedOff(), touchedOn()});
+    walk(screen, Moments {touchedOff(), touchedOn()}.mid(0, touchesAfterwards));
     Screen begun = updating + usbTouched;
-    begun["lblUSBBackup"] = "shown, disabled: " + restoreOn;
+    begun["lblUSBBackup"] = "shown, disabled: " + (mode == 4 ? restoreOn : restoreOff);
     walk(screen, {touched("USBbtn", begun, "\nUpdate in progress\n", stopped)});
-    expectUpdate(screen, 4);
+    expectUpdate(screen, mode);
 }
 
 void TestMainWindowButtons::touchesBeforeTheirTime()
@@ -187,7 +200,15 @@ void TestMainWindowButtons::touchesBeforeTheirTime()
     walk(screen, Moments {offer().last()});
 }
 
-/// Starts an update with the button that nothing shows, after a start-up without a stick.
+/// What the button that nothing shows brings after a start-up without a stick.
+static Screen startedByEthernet()
+{
+    return updating
+        + Screen {{"USBbtn", "shown, disabled: RETRY"},
+                  {"pbuttonUtils", "shown, disabled: Support\nTools"},
+                  {"pbuttonVersions", "shown, disabled: Versions"}};
+}
+
 static void startByEthernet(MainScreen &screen, int times)
 {
     screen.expect({}, startPrints);
@@ -195,11 +216,8 @@ static void startByEthernet(MainScreen &screen, int times)
          {ticks(12), ticks(1, noDevice, "FAIL - USB storage device does not exist\n", stopped)});
     for (int i = 0; i < times; ++i)
         QMetaObject::invokeMethod(screen.window(), "on_ETHbtn_clicked");
-    screen.expect(updating
-                      + Screen {{"USBbtn", "shown, disabled: RETRY"},
-                                {"pbuttonUtils", "shown, disabled: Support\nTools"},
-                                {"pbuttonVersions", "shown, disabled: Versions"}},
-                  QByteArray("\nUpdate in progress\n").repeated(times), stopped);
+    screen.expect(startedByEthernet(), QByteArray("\nUpdate in progress\n").repeated(times),
+                  stopped);
 }
 
 void TestMainWindowButtons::ethernet()
@@ -207,6 +225,17 @@ void TestMainWindowButtons::ethernet()
     MainScreen screen;
     startByEthernet(screen, 1);
     expectUpdate(screen, 1);
+}
+
+void TestMainWindowButtons::startTakesOldMessagesAway()
+{
+    MainScreen screen;
+    tick(screen.window(), 13);
+    QMetaObject::invokeMethod(screen.window(), "onProgressChanged", Q_ARG(int, 24),
+                              Q_ARG(QString, QStringLiteral("left over")));
+    screen.takePrints();
+    QMetaObject::invokeMethod(screen.window(), "on_ETHbtn_clicked");
+    screen.expect(noDevice + startedByEthernet(), "\nUpdate in progress\n", stopped);
 }
 
 // Each start connects the thread once more, and the running one goes on.

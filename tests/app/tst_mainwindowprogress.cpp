@@ -173,28 +173,42 @@ void TestMainWindowProgress::rejected()
 void TestMainWindowProgress::withoutRecoverySystem_data()
 {
     QTest::addColumn<QString>("option");
+    QTest::addColumn<QByteArray>("made"); // by the shell, in the place of the script
+    QTest::addColumn<int>("code");
     QTest::addColumn<int>("mode");
-    QTest::newRow("USB") << QStringLiteral("--usbupdate") << 0;
-    QTest::newRow("after reboot") << QStringLiteral("--rebootusbupdate") << 0;
-    QTest::newRow("network") << QStringLiteral("--autoupdate") << 3;
+    const auto row = [](const char *name, const char *option, const char *made, int code,
+                        int mode) {
+        QTest::newRow(name) << QString::fromLatin1(option) << QByteArray(made) << code << mode;
+    };
+    row("USB", "--usbupdate", "echo 'exit 1' >>\"$1\"", 1, 0);
+    row("after reboot", "--rebootusbupdate", "echo 'exit 2' >>\"$1\"", 2, 0);
+    row("network", "--autoupdate", "echo 'exit 255' >>\"$1\"", 255, 3);
+    row("no script", "--autoupdate", "rm \"$1\"", 255, 3);
+    row("not executable", "--usbupdate", "chmod -x \"$1\"", 255, 0);
+    row("killed", "--usbupdate", "echo 'kill -KILL $$' >>\"$1\"", 9, 0);
 }
 
 // Nothing is said on the screen but the message before the reboot.
 void TestMainWindowProgress::withoutRecoverySystem()
 {
     QFETCH(QString, option);
+    QFETCH(QByteArray, made);
+    QFETCH(int, code);
     QFETCH(int, mode);
     Instrument::plugStorageDevice();
-    Instrument::writeScript(QString::fromLatin1(Model::recoveryScript), "exit 1");
+    Instrument::shell(QByteArray("set -- ") + Model::recoveryScript + "; " + made);
     MainScreen screen({option});
     startUpdate(screen);
     const QByteArray before = screenOf(screen.window())["usbLabel"];
 
-    const UpdateRun run = updateRun(mode, Course::Aborted, 1);
+    const UpdateRun run = updateRun(mode, Course::Aborted, code);
     const ConsoleLines lines = takenApart(screen.finishUpdate(), run);
     QCOMPARE(lines.window, run.windowPrints);
     QCOMPARE(lines.worker, run.workerPrints);
-    QCOMPARE(Instrument::calls(), run.scripts);
+    QStringList called = run.scripts;
+    if (code == 255 && !made.startsWith("echo"))
+        called.removeAll(QString::fromLatin1(Model::recoveryScript));
+    QCOMPARE(Instrument::calls(), called);
     const Screen seen = screenOf(screen.window());
     QCOMPARE(seen["usbLabel"], before);
     QCOMPARE(seen["pbuttonUtils"], QByteArray("shown, disabled: Support\nTools"));

@@ -36,6 +36,7 @@ void TestOverrideDirectory::directory_data()
     row("touch OVERRIDE", {}, probed);
     row("ln -s nowhere OVERRIDE", {}, probed);
     row("mkdir override OVERRIDE.old", {}, probed);
+    // Nothing is said of an empty one: only a found override takes the buttons away.
     row("mkdir OVERRIDE", overrideNotValid, offeredPrint);
     row("mkdir -p OVERRIDE/Size7 OVERRIDE/Size10/inner", overrideNotValid, offeredPrint);
     row("mkdir OVERRIDE; touch file; ln -s ../file OVERRIDE/Size7", overrideNotValid, offeredPrint);

@@ -16,6 +16,7 @@ private slots:
     void deviceAndDirectoryAppear();
     void kindsOfEntries_data();
     void kindsOfEntries();
+    void probeThatCannotStart();
 };
 
 struct Stick
@@ -149,6 +150,9 @@ void TestStartup::course_data()
                     "BLANK BOARD - Partition 2 does not exist\n" + begun, stopped)},
              2);
 
+    // With the device found a network update would first start a USB update and then go on; but it
+    // never looks, so there is no such course.
+
     // Without a look for the device it is never there: each tick begins anew, and is meant to.
     const Moment networkAgain
         = ticks(1, title("RB Initializing:"),
@@ -247,6 +251,22 @@ void TestStartup::kindsOfEntries()
     MainScreen screen;
     screen.expect({}, startPrints);
     walk(screen, {ticks(4), ticks(1, changes)});
+}
+
+// A board is blank unless the probe says that it is not.
+void TestStartup::probeThatCannotStart()
+{
+    plug(both);
+    MainScreen screen;
+    screen.expect({}, startPrints);
+    walk(screen, {ticks(4), ticks(1, directoryFound)});
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", "/nowhere");
+    tick(screen.window());
+    qputenv("PATH", path);
+    screen.expect(updating + labelHidden, "BLANK BOARD - Partition 2 does not exist\n" + begun,
+                  stopped);
+    expectUpdate(screen, 2);
 }
 
 int main(int argc, char **argv) { return CommandLine::run<TestStartup>(argc, argv); }
