@@ -5,6 +5,7 @@
 #include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QTextFrame>
 
 namespace {
 
@@ -15,30 +16,36 @@ constexpr int shortText = 400000;
 
 // Laying out HTML takes twice the time with each table inside a table, and the square of the time
 // with all other tags.
-constexpr int manyTables = 10;
+constexpr int deepTables = 10;
 constexpr int manyTags = 5000;
 
 // So does laying out a word, for as long as a line may end only between words.
 constexpr int longWord = 5000;
 
-class LogDocument : public QTextDocument
+/// Reads no other file: a pipe or a device, named as an image or a style sheet, would never end.
+class SealedDocument : public QTextDocument
 {
 public:
-    explicit LogDocument(QTextEdit *viewer)
-        : QTextDocument(viewer)
-    {
-        setUndoRedoEnabled(false); // what is dropped is not kept either
-        connect(documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
-                &LogDocument::keepPaintable);
-    }
+    using QTextDocument::QTextDocument;
 
 protected:
-    /// Instead of what an image or a style sheet names: a pipe or a device would never end.
     QVariant loadResource(int, const QUrl &) override
     {
         QImage blank(1, 1, QImage::Format_ARGB32); // for a null one Qt would look itself
         blank.fill(Qt::transparent);
         return blank;
+    }
+};
+
+class LogDocument : public SealedDocument
+{
+public:
+    explicit LogDocument(QTextEdit *viewer)
+        : SealedDocument(viewer)
+    {
+        setUndoRedoEnabled(false); // what is dropped is not kept either
+        connect(documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
+                &LogDocument::keepPaintable);
     }
 
 private:
@@ -62,10 +69,23 @@ private:
     }
 };
 
+/// How deep frames, which tables are, stand inside each other.
+int depth(const QTextFrame *frame)
+{
+    int deepest = 0;
+    const QList<QTextFrame *> frames = frame->childFrames();
+    for (const QTextFrame *inside : frames)
+        deepest = qMax(deepest, 1 + depth(inside));
+    return deepest;
+}
+
 bool isModestHtml(const QString &text)
 {
-    return text.size() <= shortText && text.count(QLatin1Char('<')) <= manyTags
-        && text.count(QLatin1String("<table"), Qt::CaseInsensitive) <= manyTables;
+    if (text.size() > shortText || text.count(QLatin1Char('<')) > manyTags)
+        return false;
+    SealedDocument html; // without a layout it is quick
+    html.setHtml(text);
+    return depth(html.rootFrame()) <= deepTables;
 }
 
 bool hasLongWord(const QString &text)
@@ -88,6 +108,7 @@ void useLogDocument(QTextEdit *viewer)
     auto *document = new LogDocument(viewer);
     document->setDefaultFont(viewer->document()->defaultFont());
     document->setDefaultTextOption(viewer->document()->defaultTextOption()); // the tab stops
+    document->documentLayout()->setPaintDevice(viewer->viewport()); // as the view does with its own
     viewer->setDocument(document);
 }
 
@@ -98,8 +119,8 @@ void setLogText(QTextEdit *viewer, const QString &text)
     document->setPageSize({document->pageSize().width(), -1});
     viewer->setWordWrapMode(hasLongWord(text) ? QTextOption::WrapAnywhere
                                               : QTextOption::WrapAtWordBoundaryOrAnywhere);
-    if (isModestHtml(text))
-        viewer->setText(text);
+    if (Qt::mightBeRichText(text) && isModestHtml(text))
+        viewer->setHtml(text);
     else
         viewer->setPlainText(text);
 }

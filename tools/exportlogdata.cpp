@@ -97,7 +97,7 @@ bool ExportLogData::verifyUsbMounted()
     int count = 0;
     if (pipe) {
         const int converted = std::fscanf(pipe, "%d", &count);
-        printLine("USB mountCount = " + QByteArray::number(count));
+        std::printf("USB mountCount = %d\n", count); // goes out with the next line
         if (converted != 1)
             count = 0;
     } else {
