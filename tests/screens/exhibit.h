@@ -1,7 +1,8 @@
 #pragma once
 
 #include <QImage>
-#include <QVector>
+
+#include <vector>
 
 /// A picture of the program: what it is called, and what brings the program there and takes it.
 /// Each starts on an empty instrument.
@@ -11,5 +12,6 @@ struct Exhibit
     QImage (*take)();
 };
 
-extern const QVector<Exhibit> mainExhibits; ///< The main window.
-extern const QVector<Exhibit> toolExhibits; ///< Everything that its two maintenance buttons open.
+extern const std::vector<Exhibit> mainExhibits; ///< The main window.
+extern const std::vector<Exhibit>
+    toolExhibits; ///< Everything that its two maintenance buttons open.

@@ -100,7 +100,7 @@ const QStringList rebuild = {QStringLiteral("--deadusbrebuild")};
 } // namespace
 
 // clang-format off
-const QVector<Exhibit> mainExhibits = {
+const std::vector<Exhibit> mainExhibits = {
     {"main-checking",              [] { return afterTicks(1); }},
     {"main-checking-network",      [] { return afterTicks(0, network); }},
     {"main-interactive",           [] { return withStick(offered); }},

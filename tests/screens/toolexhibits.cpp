@@ -205,7 +205,7 @@ QImage changeVersionQuestion()
 } // namespace
 
 // clang-format off
-const QVector<Exhibit> toolExhibits = {
+const std::vector<Exhibit> toolExhibits = {
     {"utilities",                        [] { Menu menu; return photograph(menu.widget()); }},
     {"reset-local-remote",               [] { return tool("pbuttonResetLR"); }},
     {"reset-touch-calibration",          [] { return tool("pbuttonResetTouchCalibration"); }},

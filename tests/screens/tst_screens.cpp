@@ -39,14 +39,19 @@ void TestScreens::initTestCase()
         QApplication::setEffectEnabled(effect, false);
 }
 
-static QVector<Exhibit> allExhibits() { return mainExhibits + toolExhibits; }
+static std::vector<Exhibit> allExhibits()
+{
+    std::vector<Exhibit> all = mainExhibits;
+    all.insert(all.end(), toolExhibits.begin(), toolExhibits.end());
+    return all;
+}
 
 void TestScreens::looksAsKept_data()
 {
     QTest::addColumn<int>("number");
-    const QVector<Exhibit> exhibits = allExhibits();
-    for (int number = 0; number < exhibits.size(); ++number)
-        QTest::newRow(exhibits.at(number).name) << number;
+    int number = 0;
+    for (const Exhibit &exhibit : allExhibits())
+        QTest::newRow(exhibit.name) << number++;
 }
 
 /// The picture, pale, with every pixel red that is another one in @p expected.
@@ -67,10 +72,11 @@ void TestScreens::looksAsKept()
 {
     QFETCH(int, number);
     Instrument::clear();
-    const QImage picture = allExhibits().at(number).take();
+    const Exhibit exhibit = allExhibits().at(static_cast<std::size_t>(number));
+    const QImage picture = exhibit.take();
     QVERIFY(!picture.isNull());
 
-    const QString name = QString::fromLatin1(allExhibits().at(number).name);
+    const QString name = QString::fromLatin1(exhibit.name);
     const QString file = name + QStringLiteral(".png");
     const QImage expected = QImage(kept.filePath(file)).convertToFormat(QImage::Format_RGB32);
     if (picture == expected)
