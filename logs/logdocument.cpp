@@ -1,73 +1,79 @@
 #include "logs/logdocument.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QFileInfo>
 #include <QImage>
-#include <QTextCursor>
 #include <QTextDocument>
 #include <QTextEdit>
 #include <QTextFrame>
+#include <QUrl>
 
 namespace {
 
-// Qt paints no text below this line of pixels, and looks there for ever for the next page of a text
-// that has only one. Up to so many characters no text gets that tall.
-constexpr qreal tallest = 8380000;
-constexpr int shortText = 400000;
+// Below 2^23 pixels Qt looks for ever for the next page of a text that has only one. The lines and
+// columns are fewer than the viewer's font brings there, and than fit into the smallest screen.
+constexpr int mostLines = 400000;
+constexpr int fewestColumns = 60;
 
-// Laying out HTML takes twice the time with each table inside a table, and the square of the time
-// with all other tags.
-constexpr int deepTables = 10;
-constexpr int manyTags = 5000;
+// Reading HTML takes the square of the time with each tag inside another, and laying it out twice
+// the time with each table inside a table.
+constexpr int mostTags = 20000;
+constexpr int deepestTables = 14;
 
-// So does laying out a word, for as long as a line may end only between words.
-constexpr int longWord = 5000;
+// Laying out a word takes the square of the time too, while a line may end only between words.
+constexpr int longestWord = 30000;
 
-/// Reads no other file: a pipe or a device, named as an image or a style sheet, would never end.
-class SealedDocument : public QTextDocument
+/// Reads ordinary files only: a pipe or a device, named as an image, might never end.
+class LogDocument : public QTextDocument
 {
 public:
     using QTextDocument::QTextDocument;
 
 protected:
-    QVariant loadResource(int, const QUrl &) override
+    QVariant loadResource(int type, const QUrl &url) override
     {
-        QImage blank(1, 1, QImage::Format_ARGB32); // for a null one Qt would look itself
-        blank.fill(Qt::transparent);
-        return blank;
+        for (const QString &path :
+             {url.toString(), url.toLocalFile(), url.path(QUrl::FullyDecoded)}) {
+            const QFileInfo file(path);
+            if (file.exists() && !file.isFile()) {
+                QImage blank(1, 1, QImage::Format_ARGB32); // for a null one Qt would look itself
+                blank.fill(Qt::transparent);
+                return blank;
+            }
+        }
+        return QTextDocument::loadResource(type, url);
     }
 };
 
-class LogDocument : public SealedDocument
+/// Where the last lines begin that surely fit, each counted as often as it is wrapped at most. A
+/// line that does not fit alone is cut.
+int beginningOfTheEnd(const QString &text)
 {
-public:
-    explicit LogDocument(QTextEdit *viewer)
-        : SealedDocument(viewer)
-    {
-        setUndoRedoEnabled(false); // what is dropped is not kept either
-        connect(documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, this,
-                &LogDocument::keepPaintable);
+    int lines = 0;
+    int beginning = text.size() + 1;
+    while (beginning > 0) {
+        const int end = beginning - 1;
+        const int start = end > 0 ? text.lastIndexOf(QLatin1Char('\n'), end - 1) + 1 : 0;
+        lines += 1 + (end - start) / fewestColumns;
+        if (lines > mostLines)
+            return beginning > text.size() ? end - mostLines * fewestColumns : beginning;
+        beginning = start;
     }
+    return 0;
+}
 
-private:
-    void keepPaintable(const QSizeF &size)
-    {
-        // With pages lower than a line Qt looks for no room on the next one, and simply goes on.
-        // The view sets its one page again whenever its width changes.
-        if (characterCount() > shortText && pageSize().height() < 0)
-            setPageSize({pageSize().width(), 1});
-        else if (size.height() > tallest)
-            dropBeginning(size.height() - tallest);
+bool hasLongWord(const QString &text)
+{
+    int length = 0;
+    for (const QChar character : text) {
+        const bool ends = character == QLatin1Char(' ') || character == QLatin1Char('\t')
+            || character == QLatin1Char('\n') || character == QLatin1Char('\r');
+        length = ends ? 0 : length + 1;
+        if (length > longestWord)
+            return true;
     }
-
-    /// The end of a log says what happened last: it is what is kept of one that is too tall.
-    void dropBeginning(qreal height)
-    {
-        QTextCursor beginning(this);
-        beginning.setPosition(documentLayout()->hitTest({0, height}, Qt::FuzzyHit),
-                              QTextCursor::KeepAnchor);
-        beginning.removeSelectedText();
-    }
-};
+    return false;
+}
 
 /// How deep frames, which tables are, stand inside each other.
 int depth(const QTextFrame *frame)
@@ -81,24 +87,12 @@ int depth(const QTextFrame *frame)
 
 bool isModestHtml(const QString &text)
 {
-    if (text.size() > shortText || text.count(QLatin1Char('<')) > manyTags)
+    if (text.count(QLatin1Char('<')) > mostTags || beginningOfTheEnd(text) > 0)
         return false;
-    SealedDocument html; // without a layout it is quick
+    LogDocument html; // without a layout it is quick
+    html.setUndoRedoEnabled(false);
     html.setHtml(text);
-    return depth(html.rootFrame()) <= deepTables;
-}
-
-bool hasLongWord(const QString &text)
-{
-    int length = 0;
-    for (const QChar character : text) {
-        const bool ends = character == QLatin1Char(' ') || character == QLatin1Char('\t')
-            || character == QLatin1Char('\n') || character == QLatin1Char('\r');
-        length = ends ? 0 : length + 1;
-        if (length > longWord)
-            return true;
-    }
-    return false;
+    return depth(html.rootFrame()) <= deepestTables && !hasLongWord(html.toPlainText());
 }
 
 } // namespace
@@ -114,13 +108,16 @@ void useLogDocument(QTextEdit *viewer)
 
 void setLogText(QTextEdit *viewer, const QString &text)
 {
-    // One page again, should the log before have been a tall one.
-    QTextDocument *document = viewer->document();
-    document->setPageSize({document->pageSize().width(), -1});
+    if (Qt::mightBeRichText(text) && isModestHtml(text)) {
+        viewer->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+        viewer->setHtml(text);
+        return;
+    }
     viewer->setWordWrapMode(hasLongWord(text) ? QTextOption::WrapAnywhere
                                               : QTextOption::WrapAtWordBoundaryOrAnywhere);
-    if (Qt::mightBeRichText(text) && isModestHtml(text))
-        viewer->setHtml(text);
-    else
-        viewer->setPlainText(text);
+    const int beginning = beginningOfTheEnd(text);
+    viewer->setPlainText(beginning == 0
+                             ? text
+                             : QStringLiteral("(This log is too long: here is its end.)\n")
+                                 + text.mid(beginning));
 }

@@ -117,7 +117,8 @@ void ChangeVersionPartition::fillInstalledVersion(int row, const QByteArray &par
         const QByteArray key = columnKey.left(colon);
         const int column = columnKey.mid(colon + 1).toInt();
 
-        QString text = QString::fromUtf8(versionInfo[partition + key]);
+        const QByteArray value = versionInfo[partition + key];
+        QString text = QString::fromUtf8(value.constData(), value.size()); // NULs included
         if (key.contains("date"))
             text = formatManifestDate(text);
         else if (const auto *first = ui->tableFirmwareVersions->item(row, column))

@@ -20,6 +20,7 @@ private slots:
     void longWord();
     void tallLog_data();
     void tallLog();
+    void tallLogLaidOutByTheEventLoop();
     void shortLogAfterATallOne();
 };
 
@@ -80,6 +81,9 @@ void TestLogDocument::ordinaryHtml_data()
     QTest::newRow("tables in tables")
         << QByteArray("<table><tr><td>").repeated(5) + "x" + QByteArray("</table>").repeated(5);
     QTest::newRow("many tags") << "<p>" + QByteArray("<b>a</b> ").repeated(2000);
+    QTest::newRow("many paragraphs") << QByteArray("<p>line of a log</p>\n").repeated(3000);
+    QTest::newRow("long address") << "<p>before <a href=\"" + QByteArray(40000, 'x')
+            + "\">the log</a> " + line.repeated(20);
     QTest::newRow("long paragraphs")
         << "<h1>x</h1>" + ("<p>" + QByteArray("word ").repeated(500)).repeated(50);
 }
@@ -161,6 +165,24 @@ void TestLogDocument::tallLog()
     LogScreen screen;
     readToTheEnd(screen);
     QVERIFY(QString::fromUtf8(log).endsWith(screen.text()->toPlainText().right(1000)));
+    leave(screen);
+}
+
+// Nothing asks for the end: the view lays the text out piece by piece while nothing else is to do.
+void TestLogDocument::tallLogLaidOutByTheEventLoop()
+{
+    QByteArray log;
+    for (int number = 100000; number < 400000; ++number)
+        log += QByteArray::number(number) + ' ' + QByteArray("wrapped ").repeated(9) + '\n';
+    writeLog(log);
+    LogScreen screen;
+    screen.view();
+    QTRY_VERIFY_WITH_TIMEOUT(screen.bar()->maximum() > 5000000, 120000);
+
+    const QString shown = screen.text()->toPlainText();
+    const QString notice = QStringLiteral("(This log is too long: here is its end.)\n");
+    QVERIFY(shown.startsWith(notice));
+    QVERIFY(QString::fromUtf8(log).endsWith(QLatin1Char('\n') + shown.mid(notice.size())));
     leave(screen);
 }
 
