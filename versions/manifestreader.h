@@ -22,9 +22,8 @@ extern const QByteArrayList partitionIds;
 /// is joined to what came first.
 extern const QByteArrayList manifestColumnKeys;
 
-/// Reads the manifests of all partitions. Whatever they say, every partition P ends up with P +
-/// "empty"
-/// ("0" the manifest was read, "1" it could not be opened) and P + "part" (its position in
+/// Reads the manifests of all partitions. Whatever they say, every partition ends up with "empty"
+/// ("0" the manifest was read, "1" it could not be opened) and with "part" (its position in
 /// #partitionIds, counted from 1).
 VersionInfo readVersionManifests();
 
