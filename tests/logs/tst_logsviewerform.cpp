@@ -86,7 +86,6 @@ static const QVector<Form::Property> properties = {
     {"textEditLogViewer", "textInteractionFlags", int(Qt::NoTextInteraction)},
     {"textEditLogViewer", "readOnly", true}, // so says the toolkit of a text without interaction
     {"textEditLogViewer", "placeholderText", "Hello world!    4spaces"},
-    {"textEditLogViewer", "undoRedoEnabled", true, false}, // nobody can edit
     {"textEditLogViewer", "plainText", "", "Log Viewer"},
     {"pbuttonLogViewerTop", "text", "Top"},
     {"pbuttonLogViewerTop", "minimumSize", QSize(0, 50)},
