@@ -21,6 +21,9 @@ class MainWindow;
 /// The command line is read by the constructor, which also writes the bootloader version to
 /// "/tmp/runningbootloaderversion" and starts looking. The program ends with exit code 1 when a
 /// blank board has no update directory; otherwise an update ends in the instrument's reboot.
+///
+/// One class in two files: startup.cpp holds timerEvent() and what leads to the decision,
+/// mainwindow.cpp everything else.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -64,30 +67,31 @@ private:
         const char *label;
         const char *title;
     };
+
+    // startup.cpp: from the first tick to the decision what to do with what was found.
     static const Failure noStorageDevice;
     static const Failure noUpdateDir;
-    static const Failure updateDirGone;
-    static const Failure updateDirGoneAfterReboot;
-
-    void processCommandLine();
-    void publishBootloaderVersion();
-
     void initialise();
     void onStartupTick();
     void checkUsbStorage();
+    void examineOverrides();
     void reportUsbFailure();
     void handleOverride();
+    void showOverrideMessage();
+    void offerInteractiveUpdate();
     void checkBlankBoard();
+    void checkNetworkStorage();
+    static bool updateDirExists(); ///< "/media/usb0/update" is there now.
+
+    // mainwindow.cpp: the command line, the start of an update, the screen and its buttons.
+    static const Failure updateDirGone;
+    static const Failure updateDirGoneAfterReboot;
+    void processCommandLine();
+    void publishBootloaderVersion();
     void startRebootUsbUpdate();
     void startAutoUpdate();
     void startUpdate();
-    void checkNetworkStorage();
-
-    void examineOverrides();
-    void showOverrideMessage();
-    void offerInteractiveUpdate();
     void startUpdateInMode(Mode mode);
-    static bool updateDirExists(); ///< "/media/usb0/update" is there now.
     void report(const Failure &failure);
     void enableMaintenance(bool enabled);
     void showUsbLabel(const QString &text);

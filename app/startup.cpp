@@ -1,7 +1,7 @@
 #include "app/mainwindow.h"
 
-#include "app/common.h"
-#include "app/scriptrunner.h"
+#include "common/common.h"
+#include "common/scriptrunner.h"
 #include "ui_mainwindow.h"
 
 #include <QProcess>

@@ -1,6 +1,6 @@
 #include "bench/measures.h"
 
-#include "app/common.h"
+#include "common/common.h"
 #include "logs/logsviewer.h"
 
 #include <QApplication>

@@ -1,8 +1,8 @@
 #include "bench/measures.h"
 
-#include "app/common.h"
+#include "common/areyousurewarning.h"
+#include "common/common.h"
 #include "logs/logsviewer.h"
-#include "tools/areyousurewarning.h"
 #include "tools/exportlogdata.h"
 #include "tools/resetdisplaydetection.h"
 #include "tools/resetlocalremote.h"

@@ -1,7 +1,7 @@
 #include "logs/logsviewer.h"
 
-#include "app/common.h"
-#include "app/devicefile.h"
+#include "common/common.h"
+#include "common/devicefile.h"
 #include "logs/logdocument.h"
 #include "logs/loglist.h"
 #include "ui_logsviewer.h"

@@ -1,7 +1,7 @@
 #include "tools/exportlogdata.h"
 
-#include "app/common.h"
-#include "app/scriptrunner.h"
+#include "common/common.h"
+#include "common/scriptrunner.h"
 #include "ui_exportlogdata.h"
 
 #include <QDir>

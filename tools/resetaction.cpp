@@ -1,8 +1,8 @@
 #include "tools/resetaction.h"
 
-#include "app/common.h"
-#include "app/scriptrunner.h"
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
+#include "common/common.h"
+#include "common/scriptrunner.h"
 
 #include <QProcess>
 

@@ -1,7 +1,7 @@
 #include "tools/resetlocalremote.h"
 
-#include "app/common.h"
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
+#include "common/common.h"
 #include "tools/resetaction.h"
 #include "ui_resetlocalremote.h"
 

@@ -1,6 +1,6 @@
 #include "tools/resetsystemsettings.h"
 
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
 #include "tools/resetaction.h"
 #include "ui_resetsystemsettings.h"
 

@@ -1,7 +1,7 @@
 #include "update/updatethread.h"
 
-#include "app/common.h"
-#include "app/scriptrunner.h"
+#include "common/common.h"
+#include "common/scriptrunner.h"
 #include "update/stepcatalogue.h"
 
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "versions/changeversionpartition.h"
 
-#include "app/devicefile.h"
-#include "app/scriptrunner.h"
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
+#include "common/devicefile.h"
+#include "common/scriptrunner.h"
 #include "ui_changeversionpartition.h"
 
 #include <QDateTime>

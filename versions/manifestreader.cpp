@@ -1,7 +1,7 @@
 #include "versions/manifestreader.h"
 
-#include "app/common.h"
-#include "app/devicefile.h"
+#include "common/common.h"
+#include "common/devicefile.h"
 
 #include <QFile>
 #include <QTextStream>

@@ -12,7 +12,7 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parents[2]
 SIMULATOR = REPOSITORY / "simulator"
 SCRIPTS = SIMULATOR / "scripts"
-REHEARSAL = SIMULATOR / "rehearsal"
+REHEARSAL = REPOSITORY / "rehearsal"
 PROGRAM = os.environ.get("TESKUPDATER_PROGRAM", "")
 ENDS_WITHIN = 240  # seconds; a rehearsal has limits of its own, far below
 

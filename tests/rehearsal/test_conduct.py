@@ -178,7 +178,8 @@ class Others(unittest.TestCase):
     @unittest.skipIf(os.getuid() != 0, "every test here is one for a plain user then")
     def test_plain_user(self):
         top = directory(self)
-        shutil.copytree(SIMULATOR, top / "simulator", ignore=shutil.ignore_patterns("__pycache__"))
+        for folder in (REHEARSAL, SIMULATOR):
+            shutil.copytree(folder, top / folder.name, ignore=shutil.ignore_patterns("__pycache__"))
         shutil.copy(PROGRAM, top / "program")
         with (top / "simulator/scripts/7-USB-rootfs.sh").open("a") as script:
             script.write("mkdir -m 0 /mnt/closed\n")  # has to be cleared up all the same
@@ -188,7 +189,7 @@ class Others(unittest.TestCase):
         (top / "temporary").chmod(0o777)
         done = subprocess.run(
             ["setpriv", "--reuid", str(NOBODY), "--regid", str(NOBODY), "--clear-groups",
-             *command("--mode", "keep", "--folder", top / "pictures", rehearsal=top / "simulator/rehearsal",
+             *command("--mode", "keep", "--folder", top / "pictures", rehearsal=top / "rehearsal",
                       program=top / "program")],
             stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=ENDS_WITHIN, cwd=top, check=False,
             env=environment(TMPDIR=str(top / "temporary"), HOME=str(top)))

@@ -9,7 +9,7 @@ import unittest
 from pathlib import Path
 
 import rehearsals  # makes the modules below known
-from instrument import GATE, JOURNAL, SIMULATOR, WATCHER, Instrument
+from instrument import GATE, JOURNAL, REHEARSAL, SIMULATOR, WATCHER, Instrument
 
 NAME = "3-USB-UBoot.sh"
 
@@ -35,7 +35,7 @@ class Watcher(unittest.TestCase):
         runner = ("import subprocess, sys\n"
                   f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]).returncode)")
         done = subprocess.run(
-            [SIMULATOR / "sandbox", instrument.tree, "--ro-bind", SIMULATOR / "rehearsal/watch-script", WATCHER,
+            [SIMULATOR / "sandbox", instrument.tree, "--ro-bind", REHEARSAL / "watch-script", WATCHER,
              "/usr/bin/python3", "-c", runner, *arguments],
             stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -67,7 +67,7 @@ class Watcher(unittest.TestCase):
         instrument.watch_scripts()
         journal, gate = (os.open(instrument.tree / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
         process = subprocess.Popen([SIMULATOR / "sandbox", instrument.tree, "--ro-bind",
-                                    SIMULATOR / "rehearsal/watch-script", WATCHER, f"/etc/update/{NAME}"],
+                                    REHEARSAL / "watch-script", WATCHER, f"/etc/update/{NAME}"],
                                    stdin=subprocess.DEVNULL)
         self.assertEqual(os.read(journal, 4096).decode(), f"start {NAME}\n")
         self.assertFalse((instrument.tree / "run/seen").exists())

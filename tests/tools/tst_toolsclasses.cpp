@@ -1,6 +1,6 @@
 #include "tests/support/instrument.h"
 
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
 #include "tools/exportlogdata.h"
 #include "tools/resetdisplaydetection.h"
 #include "tools/resetlocalremote.h"

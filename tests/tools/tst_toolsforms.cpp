@@ -4,7 +4,7 @@
 #include "ui_exportlogdata.h"
 #include "ui_utilities.h"
 
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
 #include "tools/exportlogdata.h"
 #include "tools/utilities.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/scriptrunner.h"
+#include "common/scriptrunner.h"
 #include "update/updatethread.h"
 
 /// Lets a test run single steps in its own thread.

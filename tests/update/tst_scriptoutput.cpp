@@ -1,4 +1,4 @@
-#include "app/common.h"
+#include "common/common.h"
 #include "tests/support/instrument.h"
 #include "tests/update/model.h"
 #include "tests/update/runupdate.h"

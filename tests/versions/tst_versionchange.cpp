@@ -1,9 +1,9 @@
+#include "common/areyousurewarning.h"
 #include "tests/support/console.h"
 #include "tests/support/instrument.h"
 #include "tests/support/modaldialogs.h"
 #include "tests/support/screen.h"
 #include "tests/versions/versionscreen.h"
-#include "tools/areyousurewarning.h"
 
 #include <QLabel>
 #include <QPointer>

@@ -8,7 +8,8 @@ from pathlib import Path
 import modes
 import tourscreens
 
-SIMULATOR = Path(__file__).resolve().parent.parent
+REHEARSAL = Path(__file__).resolve().parent
+SIMULATOR = REHEARSAL.parent / "simulator"
 PROGRAM = "/opt/teskupdater/teskupdater"
 WATCHER = "/opt/rehearsal/watch-script"
 JOURNAL, GATE = "run/journal", "run/gate"  # from the watchers, and to them
@@ -74,7 +75,7 @@ class Instrument:
         """What starts the program on this instrument."""
         return [str(SIMULATOR / "sandbox"), str(self.tree),
                 "--ro-bind", str(program), PROGRAM,
-                "--ro-bind", str(SIMULATOR / "rehearsal/watch-script"), WATCHER,
+                "--ro-bind", str(REHEARSAL / "watch-script"), WATCHER,
                 PROGRAM, *options]
 
     def _can_start(self, script: Path) -> bool:

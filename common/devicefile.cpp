@@ -1,4 +1,4 @@
-#include "app/devicefile.h"
+#include "common/devicefile.h"
 
 #include <QFile>
 #include <QFileInfo>

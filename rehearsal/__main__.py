@@ -29,7 +29,7 @@ from source import Source
 from tour import Tour, Visit
 from xconnection import XConnection
 
-TOP = Path(__file__).resolve().parent.parent.parent
+TOP = Path(__file__).resolve().parent.parent
 NOT_AS_PROMISED, UNUSABLE = 1, 2
 REBOOTS_WITHIN, SETTLES_WITHIN = 15.0, 2.0  # seconds after the program's last word
 HAND_SILENCE = 900.0  # seconds for a person to touch

@@ -2,7 +2,7 @@
 #include "tests/support/modaldialogs.h"
 #include "tests/support/screen.h"
 
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
 
 #include <QLabel>
 #include <QPushButton>

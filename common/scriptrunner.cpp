@@ -1,6 +1,6 @@
-#include "app/scriptrunner.h"
+#include "common/scriptrunner.h"
 
-#include "app/common.h"
+#include "common/common.h"
 
 #include <QProcess>
 

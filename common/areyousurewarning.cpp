@@ -1,4 +1,4 @@
-#include "tools/areyousurewarning.h"
+#include "common/areyousurewarning.h"
 
 #include "ui_areyousurewarning.h"
 
