@@ -12,7 +12,7 @@ class QProcess;
 
 /// Makes the process object that a screen keeps for its scripts. What the scripts print goes to the
 /// null device: nobody reads it, and it must neither fill the program's memory nor block the
-/// script.
+/// script. Where that device cannot be opened it is read and thrown away as it comes.
 /// @p owner becomes the Qt parent; with none the object lives until the program ends.
 QProcess *newScriptProcess(QObject *owner);
 
