@@ -1,5 +1,6 @@
 #include "app/mainwindow.h"
 
+#include "app/commandline.h"
 #include "common/common.h"
 #include "common/scriptrunner.h"
 #include "tools/utilities.h"
@@ -12,25 +13,6 @@
 
 // The window itself, and an update from its start to its end. How the window finds out which update
 // to start is startup.cpp.
-
-namespace {
-
-struct Option
-{
-    const char *name;
-    const char *description;
-};
-
-// "usbupdate" is what the program does anyway: it is accepted, and nothing asks for it.
-constexpr Option options[] = {
-    {"autoupdate", "Run teskupdater in Auto Update mode."},
-    {"usbupdate", "Run teskupdater in USB Update mode."},
-    {"rebootusbupdate", "Run teskupdater in Rebooted USB Update mode."},
-    {"gobackupdate", "Run teskupdater in Go Back Update mode."},
-    {"deadusbrebuild", "Run teskupdater in Dead System USB Rebuild mode."},
-};
-
-} // namespace
 
 const MainWindow::Failure MainWindow::updateDirGone
     = {"usb button - update dir does not exist",
@@ -48,7 +30,7 @@ MainWindow::MainWindow(QWidget *parent)
                                    "<b>Enabled</b></body></html>"))
     , ui(new Ui::MainWindow)
 {
-    processCommandLine();
+    readCommandLine();
     ui->setupUi(this);
 
     const std::initializer_list<QWidget *> shownLater
@@ -73,19 +55,10 @@ MainWindow::~MainWindow()
     delete ui;
 }
 
-void MainWindow::processCommandLine()
+void MainWindow::readCommandLine()
 {
-    QCoreApplication::setApplicationName(QStringLiteral("teskupdater"));
-    QCoreApplication::setApplicationVersion(QString::fromLatin1(bootloaderVersion));
-
     QCommandLineParser parser;
-    parser.addHelpOption();
-    parser.addVersionOption();
-    for (const Option &option : options)
-        parser.addOption(
-            {QString::fromLatin1(option.name), QString::fromLatin1(option.description)});
-    parser.process(QCoreApplication::arguments());
-
+    processCommandLine(parser);
     rebootUsbUpdate = parser.isSet(QStringLiteral("rebootusbupdate"));
     autoUpdate = parser.isSet(QStringLiteral("autoupdate"));
     goBackUpdate = parser.isSet(QStringLiteral("gobackupdate"));

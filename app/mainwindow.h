@@ -86,7 +86,7 @@ private:
     // mainwindow.cpp: the command line, the start of an update, the screen and its buttons.
     static const Failure updateDirGone;
     static const Failure updateDirGoneAfterReboot;
-    void processCommandLine();
+    void readCommandLine();
     void publishBootloaderVersion();
     void startRebootUsbUpdate();
     void startAutoUpdate();

@@ -29,13 +29,29 @@ install_missing_packages() {
     } >"$log" 2>&1 || { tail -n 20 "$log" >&2; fail "apt-get could not install them"; }
 }
 
+# Shows on a terminal how far the build is, on one line.
+show_progress() {
+    if [ ! -t 1 ]; then
+        cat >/dev/null
+        return
+    fi
+    while IFS= read -r line; do
+        case $line in
+        '['[0-9]*/*) printf '\rBuilding... %s' "${line%%]*}]" ;;
+        esac
+    done
+    echo
+}
+
 # Builds a preset of CMakePresets.json; quick when nothing has changed.
 build() {
-    preset=$1
-    shift
+    printf 'Building...'
+    [ -t 1 ] || echo
+    : >"$log.failed"
     {
-        cmake -S "$top" --preset "$preset" "$@" && cmake --build "$top/build/$preset"
-    } >"$log" 2>&1 || { tail -n 60 "$log" >&2; fail "the build of '$preset' failed"; }
+        cmake -S "$top" --preset "$1" && cmake --build "$top/build/$1" && rm "$log.failed"
+    } 2>&1 | tee "$log" | show_progress
+    [ ! -e "$log.failed" ] || { tail -n 60 "$log" >&2; fail "the build of '$1' failed"; }
 }
 
 # A sandbox is what keeps a rehearsal away from this machine: without one nothing is run.

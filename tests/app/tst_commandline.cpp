@@ -14,6 +14,11 @@ private slots:
     void init() { Instrument::clear(); }
     void endsAtOnce_data();
     void endsAtOnce();
+    void endsAtOnceWithoutDisplay_data() { endsAtOnce_data(); }
+    void endsAtOnceWithoutDisplay();
+    void toolkitOptionsAreLeftToTheToolkit_data();
+    void toolkitOptionsAreLeftToTheToolkit();
+    void helpOfEverythingListsTheToolkitsOptions();
     void helpListsTheOptions();
     void starts_data();
     void starts();
@@ -81,6 +86,62 @@ void TestCommandLine::endsAtOnce()
     QTEST(program.console(), "output");
     QTEST(program.errors(), "errors");
     QVERIFY(!QFile::exists(versionFile));
+}
+
+// Over a serial line, say. Whatever needs the display aborts there.
+void TestCommandLine::endsAtOnceWithoutDisplay()
+{
+    qunsetenv("DISPLAY");
+    QFETCH(QString, option);
+    QFETCH(int, code);
+    Program program(option.split(QLatin1Char(' ')), QStringLiteral("xcb"));
+    QCOMPARE(program.exitCode(), code);
+    QTEST(program.console(), "output");
+    QTEST(program.errors(), "errors");
+    QVERIFY(!QFile::exists(versionFile));
+}
+
+// None of them is a mistake, though the parser knows none.
+void TestCommandLine::toolkitOptionsAreLeftToTheToolkit_data()
+{
+    QTest::addColumn<QString>("given");
+    for (const char *given : {"-platform offscreen",
+                              "--platform offscreen",
+                              "-platformpluginpath /usr/lib/nowhere",
+                              "-platformtheme none",
+                              "-plugin none",
+                              "-qwindowgeometry 640x480",
+                              "-qwindowtitle updater",
+                              "-qwindowicon none",
+                              "-reverse",
+                              "-session 1_2",
+                              "-testability",
+                              "-style fusion",
+                              "--style=fusion",
+                              "-stylesheet none",
+                              "-stylesheet=none",
+                              "-widgetcount",
+                              "-qdebug",
+                              "-qdevel",
+                              "-qmljsdebugger=port:1",
+                              "--autoupdate -platform offscreen"})
+        QTest::newRow(given) << QString::fromLatin1(given);
+}
+
+void TestCommandLine::toolkitOptionsAreLeftToTheToolkit()
+{
+    QFETCH(QString, given);
+    Program program(given.split(QLatin1Char(' ')));
+    QVERIFY2(program.prints("\nCurrent bootloader version = V4.05.00\n\n"),
+             program.errors().constData());
+}
+
+void TestCommandLine::helpOfEverythingListsTheToolkitsOptions()
+{
+    Program program({QStringLiteral("--help-all")});
+    QCOMPARE(program.exitCode(), 0);
+    QVERIFY(program.console().contains("--deadusbrebuild"));
+    QVERIFY(program.console().contains("--platform <"));
 }
 
 // Apart from Qt's layout of the page: each option with its description, and in its order.

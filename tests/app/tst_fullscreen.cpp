@@ -14,6 +14,7 @@ private slots:
     void init() { Instrument::clear(); }
     void fillsTheScreen_data();
     void fillsTheScreen();
+    void takesTheOptionsOfItsPlatform();
 };
 
 static constexpr int patience = 60000;
@@ -87,6 +88,21 @@ void TestFullScreen::fillsTheScreen()
         QRegularExpression(QStringLiteral("_MOTIF_WM_HINTS.* = 0x2, 0x[0-9a-f]+, 0x0,"))));
     QVERIFY(properties.contains(QLatin1String("_NET_WM_STATE_MAXIMIZED_HORZ")));
     QVERIFY(properties.contains(QLatin1String("_NET_WM_STATE_MAXIMIZED_VERT")));
+}
+
+// The X11 platform has options that no other one knows.
+void TestFullScreen::takesTheOptionsOfItsPlatform()
+{
+    const Display display(QStringLiteral("800x480"));
+    qunsetenv("DISPLAY");
+    const QString name = QString::fromLatin1(display.name);
+    for (const char *option : {"-nograb", "-dograb", "-name other", "-visual 33",
+                               "-geometry 640x480", "-title other", "-icon none"}) {
+        const QStringList given = QStringList {QStringLiteral("-display"), name}
+            + QString::fromLatin1(option).split(QLatin1Char(' '));
+        Program program(given, QStringLiteral("xcb"));
+        QVERIFY2(program.prints("Current bootloader version = "), option);
+    }
 }
 
 QTEST_GUILESS_MAIN(TestFullScreen)
