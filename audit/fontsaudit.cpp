@@ -31,10 +31,11 @@ public:
     }
 
     void search(const QString &directory, int depth = 0);
-    QSet<QString> stillMissing() const { return missing; }
+    bool isMissing(const QString &family) const { return missing.contains(family); }
+    bool gaveUp() const { return entries > entryLimit || files > fileLimit; }
 
 private:
-    bool isDone() const { return missing.isEmpty() || entries > entryLimit || files > fileLimit; }
+    bool isDone() const { return missing.isEmpty() || gaveUp(); }
     void visit(const QString &path, int depth);
     void read(const QString &path);
 
@@ -90,13 +91,15 @@ void auditFonts(Tree &tree, Findings &findings)
     FontSearch search(tree, families);
     for (const char *directory : fontDirectories)
         search.search(QString::fromLatin1(directory));
+    const QString lacks = search.gaveUp()
+        ? QStringLiteral("lacks, as far as so many files can be looked through, ")
+        : QStringLiteral("lacks ");
     for (const char *family : formFonts) {
         const QString name = QString::fromUtf8(family);
-        if (search.stillMissing().contains(name))
+        if (search.isMissing(name))
             findings.add(
                 Kind::FontMissing, QString::fromLatin1(fontDirectories[0]),
-                QStringLiteral("lacks ") + quoted(name)
-                    + QStringLiteral(", which the screens ask for"),
+                lacks + quoted(name) + QStringLiteral(", which the screens ask for"),
                 QStringLiteral("another font instead, and texts that do not fit their buttons"));
     }
 }

@@ -17,9 +17,7 @@ QString printable(const QString &text)
 {
     QString result;
     for (const QChar sign : text) {
-        if (sign.isPrint() && !sign.isSurrogate())
-            result += sign;
-        else if (sign.isSurrogate())
+        if (sign.isPrint() || sign.isSurrogate())
             result += sign;
         else if (sign.unicode() < 0x100)
             result += QStringLiteral("\\x%1").arg(sign.unicode(), 2, 16, QLatin1Char('0'));

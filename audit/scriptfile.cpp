@@ -11,6 +11,9 @@ constexpr int headLength = 256;
 /// No script is longer; of one that is, the rest is not looked at.
 constexpr qint64 lineEndsLength = 4 * 1024 * 1024;
 
+/// A directory of scripts holds some twenty; the help with a spelling is not worth more time.
+constexpr int alikeLimit = 2000;
+
 constexpr const char *programDirectories[]
     = {"/usr/local/sbin", "/usr/local/bin", "/usr/sbin", "/usr/bin", "/sbin", "/bin"};
 
@@ -52,13 +55,14 @@ QString alike(Tree &tree, const QString &path)
     const int slash = path.lastIndexOf(QLatin1Char('/'));
     const QString name = path.mid(slash + 1);
     QString found;
+    int looked = 0;
     tree.list(path.left(slash), [&](const QByteArray &entry, Entry::Kind) {
         const QString candidate = QString::fromUtf8(entry);
         const bool isAlike = candidate.compare(name, Qt::CaseInsensitive) == 0
             || candidate.startsWith(name + QLatin1Char('.'));
         if (isAlike)
             found = candidate;
-        return !isAlike;
+        return !isAlike && ++looked < alikeLimit;
     });
     return found.isEmpty() ? QString() : QStringLiteral(" (there is ") + found + QLatin1Char(')');
 }

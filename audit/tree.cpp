@@ -120,7 +120,8 @@ Tree::~Tree()
 
 std::optional<Tree> Tree::open(const QString &directory, Links links, QString &reason)
 {
-    const int top = ::open(directory.toUtf8().constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    const int top
+        = ::open(QFile::encodeName(directory).constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (top < 0) {
         reason = QString::fromLocal8Bit(std::strerror(errno));
         return std::nullopt;

@@ -18,8 +18,7 @@ struct ShownKey
 /// Whatever a manifest says under these is lost: the reader puts its own there.
 bool isReadersKey(const QByteArray &key) { return key == emptyKey || key == partKey; }
 
-/// The version table's keys, but for those of the reader.
-QList<ShownKey> shownKeys()
+QList<ShownKey> readShownKeys()
 {
     QList<ShownKey> keys;
     for (const QByteArray &columnKey : manifestColumnKeys) {
@@ -29,6 +28,13 @@ QList<ShownKey> shownKeys()
         if (!isReadersKey(parts.at(0)))
             keys.append({parts.at(0), heading});
     }
+    return keys;
+}
+
+/// The version table's keys, but for those of the reader.
+const QList<ShownKey> &shownKeys()
+{
+    static const QList<ShownKey> keys = readShownKeys();
     return keys;
 }
 
