@@ -2,6 +2,7 @@
 
 #include "app/commandline.h"
 #include "common/common.h"
+#include "common/programs.h"
 #include "common/scriptrunner.h"
 #include "tools/utilities.h"
 #include "ui_mainwindow.h"
@@ -70,7 +71,7 @@ void MainWindow::publishBootloaderVersion()
 {
     bootloaderProcess = newScriptProcess(parent());
     runScript(
-        bootloaderProcess, QStringLiteral("/bin/sh"),
+        bootloaderProcess, QString::fromLatin1(Program::shell),
         {QStringLiteral("-c"),
          QString::fromLatin1("echo -n " + bootloaderVersion + " > /tmp/runningbootloaderversion")});
     printLine("");
@@ -129,7 +130,7 @@ void MainWindow::startAutoUpdate()
     startUpdateInMode(NetworkUpdate);
 }
 
-void MainWindow::startUpdateInMode(Mode mode)
+void MainWindow::startUpdateInMode(UpdateMode mode)
 {
     ui->messageFrm->hide();
     ui->usbLabel->hide();

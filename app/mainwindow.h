@@ -1,5 +1,6 @@
 #pragma once
 
+#include "update/stepcatalogue.h"
 #include "update/updatethread.h"
 
 #include <QBasicTimer>
@@ -50,14 +51,6 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    /// The values of UpdateThread::setMode() that this window chooses.
-    enum Mode {
-        UsbUpdate = 0,
-        EthernetUpdate = 1,
-        BlankBoardRebuild = 2,
-        NetworkUpdate = 3,
-        UsbUpdateKeepingSettings = 4,
-    };
     /// What overrideStatus says besides the override script's own codes.
     enum OverrideStatus { OverrideRejected = 98, OverrideNotRun = 99 };
     /// What is printed and shown when an update cannot be started.
@@ -91,7 +84,7 @@ private:
     void startRebootUsbUpdate();
     void startAutoUpdate();
     void startUpdate();
-    void startUpdateInMode(Mode mode);
+    void startUpdateInMode(UpdateMode mode);
     void report(const Failure &failure);
     void enableMaintenance(bool enabled);
     void showUsbLabel(const QString &text);

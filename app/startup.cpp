@@ -1,6 +1,8 @@
 #include "app/mainwindow.h"
 
+#include "app/updatesource.h"
 #include "common/common.h"
+#include "common/programs.h"
 #include "common/scriptrunner.h"
 #include "ui_mainwindow.h"
 
@@ -15,10 +17,6 @@
 // board, and start the update or offer it.
 
 namespace {
-
-constexpr char usbDevicePath[] = "/sys/class/block/sda";
-constexpr char updatePath[] = "/media/usb0/update";
-constexpr char overridePath[] = "/media/usb0/update/OVERRIDE";
 
 // The storage device is given a few ticks to settle, then looked for on eight.
 constexpr int settlingTicks = 3;
@@ -134,7 +132,7 @@ void MainWindow::checkUsbStorage()
 void MainWindow::examineOverrides()
 {
     overrideExists = true;
-    overrideDir.setFilter(QDir::Files | QDir::NoSymLinks | QDir::NoDotAndDotDot);
+    overrideDir.setFilter(overrideFilter);
     printLine("Overide exists"); // log filters know this spelling
     overrideValid = overrideDir.count() > 0;
     if (overrideValid) {
@@ -215,8 +213,9 @@ void MainWindow::offerInteractiveUpdate()
 void MainWindow::checkBlankBoard()
 {
     blankBoardProcess = newScriptProcess(parent());
-    blankBoardExitCode = QProcess::execute(
-        QStringLiteral("ls"), {QStringLiteral("-al"), QStringLiteral("/dev/mmcblk0p2")});
+    blankBoardExitCode
+        = QProcess::execute(QString::fromLatin1(Program::probe),
+                            {QStringLiteral("-al"), QStringLiteral("/dev/mmcblk0p2")});
     if (blankBoardExitCode != 0) {
         printLine("BLANK BOARD - Partition 2 does not exist");
         if (!updateDirExists()) {

@@ -1,6 +1,7 @@
 #include "tools/exportlogdata.h"
 
 #include "common/common.h"
+#include "common/programs.h"
 #include "common/scriptrunner.h"
 #include "ui_exportlogdata.h"
 
@@ -92,7 +93,9 @@ void ExportLogData::checkForUsb()
 bool ExportLogData::verifyUsbMounted()
 {
     printLine("In verify if USB is mounted");
-    FILE *pipe = popen("/bin/ls -l /media/usb0/ | /bin/grep -c -v \"total 0\" ", "r");
+    const QByteArray command = QByteArray(Program::list) + " -l /media/usb0/ | " + Program::filter
+        + " -c -v \"total 0\" ";
+    FILE *pipe = popen(command.constData(), "r");
     sync();
     int count = 0;
     if (pipe) {
@@ -172,8 +175,8 @@ void ExportLogData::saveExportData()
     sync();
     printLine("USB STORAGE DEVICE FOUND - SAVE EXPORT DATA");
     showStatus(QStringLiteral("Compressing export data and\nwriting to USB storage device."));
-    const int exitCode = runScript(newScriptProcess(parent()),
-                                   QStringLiteral("/etc/update/utility_scripts/ExportFiles.sh"));
+    const int exitCode
+        = runScript(newScriptProcess(parent()), QString::fromLatin1(UtilityScript::exportFiles));
     printExitCode("Export file code = ", exitCode);
     printLine("");
     sync();

@@ -1,6 +1,7 @@
 #include "tools/resetdisplaydetection.h"
 
 #include "common/areyousurewarning.h"
+#include "common/programs.h"
 #include "tools/resetaction.h"
 #include "ui_resetdisplaydetection.h"
 
@@ -13,7 +14,7 @@ static constexpr ResetAction reset = {
     "<span style=\"font-size:18pt;\"><b>This operation cannot be reversed.</b></span><br><br><br>"
     "When the unit is power cycled, you will be asked to recalibrate the touch screen.<br><br>"
     "Click the ACCEPT button below to proceed.\n",
-    "/etc/update/utility_scripts/RemoveDetectedDisplayFiles.sh",
+    UtilityScript::removeDisplayFiles,
     nullptr,
     // the only plural of the four: log filters know it
     "Remove files code = ",

@@ -2,6 +2,7 @@
 
 #include "common/areyousurewarning.h"
 #include "common/common.h"
+#include "common/programs.h"
 #include "tools/resetaction.h"
 #include "ui_resetlocalremote.h"
 
@@ -11,7 +12,7 @@ static constexpr ResetAction reset = {
     "<b><i>CURRENT SELECTED VERSION's</i></b> Local/Remote IP Address.<br><br><br>"
     "<span style=\"font-size:18pt;\"><b>This operation cannot be reversed.</b></span><br><br><br>"
     "Click the ACCEPT button below to proceed.\n",
-    "/etc/update/utility_scripts/RemoveSingleFile.sh",
+    UtilityScript::removeFile,
     &hostConfigurationFile,
     "Remove file code = ",
 };

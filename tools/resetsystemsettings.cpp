@@ -1,6 +1,7 @@
 #include "tools/resetsystemsettings.h"
 
 #include "common/areyousurewarning.h"
+#include "common/programs.h"
 #include "tools/resetaction.h"
 #include "ui_resetsystemsettings.h"
 
@@ -15,7 +16,7 @@ static constexpr ResetAction reset = {
     "<span style=\"font-size:18pt;\"><b>This operation cannot be reversed.</b></span><br><br><br>"
     "Click the ACCEPT button below to proceed.<br>"
     "Then the system will reboot.\n",
-    "/etc/update/utility_scripts/RemoveFilesUsingBackupFileList.sh",
+    UtilityScript::removeListedFiles,
     nullptr,
     // singular, though the script removes many: log filters know it
     "Remove file code = ",
@@ -47,5 +48,6 @@ void ResetSystemSettings::on_pbuttonResetSystemSettings_clicked()
 void ResetSystemSettings::performReset()
 {
     // on the script's own process object, and not waited for: the reboot ends this program
-    runReset(reset, parent())->start(QStringLiteral("/sbin/reboot"), {}, QIODevice::ReadWrite);
+    runReset(reset, parent())
+        ->start(QString::fromLatin1(Program::reboot), {}, QIODevice::ReadWrite);
 }

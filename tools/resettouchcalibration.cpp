@@ -2,6 +2,7 @@
 
 #include "common/areyousurewarning.h"
 #include "common/common.h"
+#include "common/programs.h"
 #include "tools/resetaction.h"
 #include "ui_resettouchcalibration.h"
 
@@ -12,7 +13,7 @@ static constexpr ResetAction reset = {
     "<span style=\"font-size:18pt;\"><b>This operation cannot be reversed.</b></span><br><br><br>"
     "When the unit is power cycled, you will be asked to recalibrate the touch screen.<br><br>"
     "Click the ACCEPT button below to proceed.\n",
-    "/etc/update/utility_scripts/RemoveSingleFile.sh",
+    UtilityScript::removeFile,
     &touchCalibrationFile,
     "Remove file code = ",
 };

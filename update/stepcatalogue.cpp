@@ -1,7 +1,5 @@
 #include "update/stepcatalogue.h"
 
-#include "update/updatethread.h"
-
 // The spellings "Backedup" and "U-Boot" beside "Uboot", and the one message with a full stop, are
 // what service manuals and log filters know: they stay.
 // clang-format off
@@ -33,39 +31,39 @@ static constexpr MarkerCheck verifyRows[] = {
 const MarkerCheck overrideCheck =
     {0, "Update Override:\nFAILED",  "Update Override...FAILED",  0};
 
-const SequenceRow UpdateSequences::usbRows[] = {
-    {nullptr,                         "Verifying Files:",            &UpdateThread::checkVersion,       2},
-    {nullptr,                         nullptr,                       &UpdateThread::validateFiles,      1},
-    {"Updating Files...",             "USB Update\nin progress...",  &UpdateThread::updateImages,       0},
-    {nullptr,                         nullptr,                       &UpdateThread::runPostUpdate,      0},
-    {nullptr,                         nullptr,                       &UpdateThread::setNextPartition,   0},
+static constexpr SequenceRow usbRows[] = {
+    {nullptr,                         "Verifying Files:",            Step::CheckVersion,       2},
+    {nullptr,                         nullptr,                       Step::ValidateFiles,      1},
+    {"Updating Files...",             "USB Update\nin progress...",  Step::UpdateImages,       0},
+    {nullptr,                         nullptr,                       Step::RunPostUpdate,      0},
+    {nullptr,                         nullptr,                       Step::SetNextPartition,   0},
 };
 
-const SequenceRow UpdateSequences::usbWithBackupRows[] = {
-    {nullptr,                         "Verifying Files:",            &UpdateThread::checkVersion,       2},
-    {nullptr,                         nullptr,                       &UpdateThread::validateFiles,      1},
-    {"Updating Files w/Backup...",    "USB Update\nin progress...",  &UpdateThread::backupUserFiles,    0},
-    {nullptr,                         nullptr,                       &UpdateThread::updateImages,       0},
-    {nullptr,                         nullptr,                       &UpdateThread::runPostUpdate,      0},
-    {nullptr,                         nullptr,                       &UpdateThread::restoreUserFiles,   0},
-    {nullptr,                         nullptr,                       &UpdateThread::setNextPartition,   0},
+static constexpr SequenceRow usbWithBackupRows[] = {
+    {nullptr,                         "Verifying Files:",            Step::CheckVersion,       2},
+    {nullptr,                         nullptr,                       Step::ValidateFiles,      1},
+    {"Updating Files w/Backup...",    "USB Update\nin progress...",  Step::BackupUserFiles,    0},
+    {nullptr,                         nullptr,                       Step::UpdateImages,       0},
+    {nullptr,                         nullptr,                       Step::RunPostUpdate,      0},
+    {nullptr,                         nullptr,                       Step::RestoreUserFiles,   0},
+    {nullptr,                         nullptr,                       Step::SetNextPartition,   0},
 };
 
-const SequenceRow UpdateSequences::networkRows[] = {
-    {nullptr,                         nullptr,                       &UpdateThread::unzipFirmwareImage, 0},
-    {nullptr,                         "Verifying Files:",            &UpdateThread::checkVersion,       2},
-    {nullptr,                         nullptr,                       &UpdateThread::validateFiles,      1},
-    {"Net Updating Files...",         "Net Update in progress...",   &UpdateThread::backupUserFiles,    0},
-    {nullptr,                         nullptr,                       &UpdateThread::updateImages,       0},
-    {nullptr,                         nullptr,                       &UpdateThread::runPostUpdate,      0},
-    {nullptr,                         nullptr,                       &UpdateThread::restoreUserFiles,   0},
-    {nullptr,                         nullptr,                       &UpdateThread::setNextPartition,   0},
+static constexpr SequenceRow networkRows[] = {
+    {nullptr,                         nullptr,                       Step::UnzipFirmwareImage, 0},
+    {nullptr,                         "Verifying Files:",            Step::CheckVersion,       2},
+    {nullptr,                         nullptr,                       Step::ValidateFiles,      1},
+    {"Net Updating Files...",         "Net Update in progress...",   Step::BackupUserFiles,    0},
+    {nullptr,                         nullptr,                       Step::UpdateImages,       0},
+    {nullptr,                         nullptr,                       Step::RunPostUpdate,      0},
+    {nullptr,                         nullptr,                       Step::RestoreUserFiles,   0},
+    {nullptr,                         nullptr,                       Step::SetNextPartition,   0},
 };
 
-const SequenceRow UpdateSequences::rebuildRows[] = {
-    {"Updating Files...",             "Update in progress...",       &UpdateThread::updateImages,       0},
-    {nullptr,                         nullptr,                       &UpdateThread::runPostUpdate,      0},
-    {nullptr,                         nullptr,                       &UpdateThread::setNextPartition,   0},
+static constexpr SequenceRow rebuildRows[] = {
+    {"Updating Files...",             "Update in progress...",       Step::UpdateImages,       0},
+    {nullptr,                         nullptr,                       Step::RunPostUpdate,      0},
+    {nullptr,                         nullptr,                       Step::SetNextPartition,   0},
 };
 
 // Only the network update says that it failed. In the other modes a failed recovery system is
@@ -77,23 +75,23 @@ static constexpr Ending rebuildEnding    = {"Update Successful, exiting",       
 
 // A rejected stick leaves the user at the instrument, who reads why; a rejected download has no one
 // to read, so the network update alone cleans up and reboots.
-const UpdateSequence UpdateSequences::usb           = {usbRows,           false, usbEnding,        usbEnding};
-const UpdateSequence UpdateSequences::usbWithBackup = {usbWithBackupRows, false, usbEnding,        usbEnding};
-const UpdateSequence UpdateSequences::network       = {networkRows,       true,  networkSucceeded, networkFailed};
-const UpdateSequence UpdateSequences::rebuild       = {rebuildRows,       false, rebuildEnding,    rebuildEnding};
+static const UpdateSequence usb           = {usbRows,           false, usbEnding,        usbEnding};
+static const UpdateSequence usbWithBackup = {usbWithBackupRows, false, usbEnding,        usbEnding};
+static const UpdateSequence network       = {networkRows,       true,  networkSucceeded, networkFailed};
+static const UpdateSequence rebuild       = {rebuildRows,       false, rebuildEnding,    rebuildEnding};
 // clang-format on
 
 const Table<StepRow> stepCatalogue = stepRows;
 const Table<MarkerCheck> verifyChecks = verifyRows;
 
-const UpdateSequence &UpdateSequences::forMode(int mode)
+const UpdateSequence &updateSequence(int mode)
 {
     switch (mode) {
-    case 2:
+    case BlankBoardRebuild:
         return rebuild;
-    case 3:
+    case NetworkUpdate:
         return network;
-    case 4:
+    case UsbUpdateKeepingSettings:
         return usbWithBackup;
     default:
         return usb;

@@ -2,8 +2,6 @@
 
 #include <cstddef>
 
-class UpdateThread;
-
 // What an update does, as tables: every step with its scripts, every mode with its sequence of
 // steps, and how each mode ends. UpdateThread walks them; nothing else knows a script of the
 // update.
@@ -25,6 +23,22 @@ private:
     const Row *first;
     const Row *last;
 };
+
+/// What UpdateThread::setMode() takes.
+enum UpdateMode {
+    UsbUpdate = 0,
+    EthernetUpdate = 1,
+    BlankBoardRebuild = 2,
+    NetworkUpdate = 3,
+    UsbUpdateKeepingSettings = 4,
+};
+
+/// Runs before any update, outside the sequences.
+constexpr char installOverridesScript[] = "/etc/update/00-USB-installoverrides.sh";
+
+/// What the scripts leave to reject an update, and an override. They alone remove them.
+constexpr char verifyFailedMarker[] = "/tmp/verifyFailed";
+constexpr char overrideFailedMarker[] = "/tmp/overrideFailed";
 
 enum class Step {
     CheckFilesystem,
@@ -64,7 +78,7 @@ struct SequenceRow
 {
     const char *print; ///< Or null.
     const char *title; ///< Or null.
-    void (UpdateThread::*step)();
+    Step step;
     int verifyStage; ///< Handed to checkVerifyFailed() after the step; 0 asks for no verdict.
 };
 
@@ -90,20 +104,5 @@ extern const Table<StepRow> stepCatalogue;
 extern const Table<MarkerCheck> verifyChecks;
 extern const MarkerCheck overrideCheck;
 
-/// The sequences of the update modes. A struct, so that it can be the friend of UpdateThread whose
-/// step operations the rows name.
-struct UpdateSequences
-{
-    /// Every value that is no mode of its own is a USB update.
-    static const UpdateSequence &forMode(int mode);
-
-private:
-    static const SequenceRow usbRows[];
-    static const SequenceRow usbWithBackupRows[];
-    static const SequenceRow networkRows[];
-    static const SequenceRow rebuildRows[];
-    static const UpdateSequence usb;
-    static const UpdateSequence usbWithBackup;
-    static const UpdateSequence network;
-    static const UpdateSequence rebuild;
-};
+/// The sequence of an update mode; every value that is no mode of its own is a USB update.
+const UpdateSequence &updateSequence(int mode);

@@ -11,13 +11,10 @@
 
 #include <unistd.h>
 
-static const QString verifyFailedMarker = QStringLiteral("/tmp/verifyFailed");
-static const QString overrideFailedMarker = QStringLiteral("/tmp/overrideFailed");
-
 /// Puts the last line of @p path into @p line, which stays as it is when there is none to read.
-static void readLastLine(const QString &path, std::string &line)
+static void readLastLine(const char *path, std::string &line)
 {
-    QFile file(path);
+    QFile file(QString::fromLatin1(path));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text))
         return;
     while (!file.atEnd())
@@ -41,13 +38,13 @@ void UpdateThread::run()
         return;
     }
 
-    const UpdateSequence &sequence = UpdateSequences::forMode(mode);
+    const UpdateSequence &sequence = updateSequence(mode);
     for (const SequenceRow &row : sequence.rows) {
         if (row.print)
             printLine(row.print);
         if (row.title)
             emit titleChanged(QString::fromUtf8(row.title));
-        (this->*row.step)();
+        runStep(row.step);
         if (row.verifyStage != 0 && checkVerifyFailed(row.verifyStage) != 0) {
             if (sequence.cleansUp) {
                 failedCleanup();
@@ -93,7 +90,7 @@ void UpdateThread::failedCleanup() { runStep(Step::FailedCleanup); }
 
 void UpdateThread::finishUpdate(bool failed)
 {
-    const UpdateSequence &sequence = UpdateSequences::forMode(mode);
+    const UpdateSequence &sequence = updateSequence(mode);
     const Ending &ending = failed ? sequence.failed : sequence.succeeded;
     emit progressChanged(100, QString::fromUtf8(ending.message));
     sync();
@@ -107,7 +104,7 @@ void UpdateThread::finishUpdate(bool failed)
 
 int UpdateThread::checkVerifyFailed(int stage)
 {
-    if (!QFile::exists(verifyFailedMarker))
+    if (!QFile::exists(QString::fromLatin1(verifyFailedMarker)))
         return 0;
     for (const MarkerCheck &check : verifyChecks) {
         if (check.stage == stage)
@@ -119,7 +116,7 @@ int UpdateThread::checkVerifyFailed(int stage)
 
 int UpdateThread::checkOverrideFailed()
 {
-    if (!QFile::exists(overrideFailedMarker))
+    if (!QFile::exists(QString::fromLatin1(overrideFailedMarker)))
         return 0;
     announce(overrideCheck);
     readLastLine(overrideFailedMarker, overrideFailText);
@@ -138,8 +135,7 @@ int UpdateThread::installOverrides()
     printLine("Implementing overrides...");
     emit titleChanged(QStringLiteral("Overrides:"));
     overrideProcess = newScriptProcess(parent());
-    overrideExitCode
-        = QProcess::execute(QStringLiteral("/etc/update/00-USB-installoverrides.sh"), {});
+    overrideExitCode = QProcess::execute(QString::fromLatin1(installOverridesScript), {});
     if (overrideExitCode == 0)
         emit titleChanged(QStringLiteral("Overrides:\nRebooting"));
     if (checkVerifyFailed(1) != 0)

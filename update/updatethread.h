@@ -7,7 +7,6 @@
 class QProcess;
 enum class Step;
 struct MarkerCheck;
-struct UpdateSequences;
 
 /// The worker that carries out an update: it runs the scripts of its mode's sequence one after the
 /// other, announces each to the screen, and ends in a reboot script. It cannot be cancelled, and no
@@ -65,7 +64,8 @@ protected:
     /// Runs the mode's sequence in the worker thread. finished() follows when it returns.
     void run() override;
 
-    // The steps, run in the worker thread; run() has made the process object that they share.
+    // The steps by name, run in the worker thread; run() has made the process object that they
+    // share, and goes by its tables.
     /// Returns the recovery system's exit code; anything but 0 aborts the update.
     int checkFilesystem();
     void unzipFirmwareImage();
@@ -86,8 +86,6 @@ protected:
     QProcess *process = nullptr;
 
 private:
-    friend struct UpdateSequences;
-
     int runStep(Step step); ///< Returns the exit code of the step's last script.
     void announce(const MarkerCheck &check);
 

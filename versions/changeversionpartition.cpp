@@ -2,14 +2,13 @@
 
 #include "common/areyousurewarning.h"
 #include "common/devicefile.h"
+#include "common/programs.h"
 #include "common/scriptrunner.h"
 #include "ui_changeversionpartition.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QMessageBox>
 #include <QProcess>
-#include <QTextStream>
 
 #include <unistd.h>
 
@@ -23,18 +22,6 @@ constexpr int identifierColumn = 5;
 constexpr int rowHeight = 80;
 
 // clang-format off
-const QStringList versionColumnHeaders = {
-    QStringLiteral("Partition\nNumber"),
-    QStringLiteral("Firmware\nVersion"),
-    QStringLiteral("Install\nDate"),
-    QStringLiteral("Firmware\nBuild Date"),
-    QStringLiteral("Bootloader\nVersion"),
-    QStringLiteral("Part"),
-};
-
-const auto activePartitionFile = QStringLiteral("/mnt/recovery/download/partition_c");
-const auto changeScript = QStringLiteral("/etc/update/utility_scripts/ChangeToPartition.sh");
-
 // "is" and "Is", with and without "Grey": each screen's heading is known as it stands.
 const auto versionsHeading = QStringLiteral("<b>Currently Installed Versions</b><br><i>Currently Active Version is Highlighted</i>");
 const auto changeHeading = QStringLiteral("<b>Change Version Partition</b><br><i>Currently Active Version Is Highlighted Grey</i>");
@@ -99,7 +86,7 @@ void ChangeVersionPartition::fillVersionTable()
 {
     for (int row = 0; row < partitionIds.size(); ++row) {
         const QByteArray &partition = partitionIds.at(row);
-        if (versionInfo[partition + "empty"] == "0")
+        if (versionInfo[partition + emptyKey] == "0")
             fillInstalledVersion(row, partition);
         else
             fillMissingVersion(row, partition);
@@ -132,7 +119,7 @@ void ChangeVersionPartition::fillInstalledVersion(int row, const QByteArray &par
 
 void ChangeVersionPartition::fillMissingVersion(int row, const QByteArray &partition)
 {
-    auto *part = new QTableWidgetItem(QString::fromUtf8(versionInfo[partition + "part"]));
+    auto *part = new QTableWidgetItem(QString::fromUtf8(versionInfo[partition + partKey]));
     auto *version = new QTableWidgetItem(QStringLiteral("N/A"));
     for (QTableWidgetItem *item : {part, version}) {
         item->setFlags(Qt::NoItemFlags);
@@ -142,25 +129,14 @@ void ChangeVersionPartition::fillMissingVersion(int row, const QByteArray &parti
     ui->tableFirmwareVersions->setItem(row, versionColumn, version);
 }
 
-/// Returns an empty text for what is no date.
-QString ChangeVersionPartition::formatManifestDate(const QString &value)
-{
-    if (value.size() > 9) {
-        return QDateTime::fromString(value, QStringLiteral("yyyyMMdd HH:mm:ss"))
-            .toString(QStringLiteral("dd MMM yyyy\nHH:mm:ss"));
-    }
-    return QDate::fromString(value, QStringLiteral("yyyyMMdd"))
-        .toString(QStringLiteral("dd MMM yyyy"));
-}
-
 void ChangeVersionPartition::markActivePartition()
 {
-    QFile file(activePartitionFile);
+    QFile file(QString::fromLatin1(activePartitionPath));
     if (!openForReading(file, QIODevice::ReadOnly | QIODevice::Text)) {
         QMessageBox::critical(this, QStringLiteral("Error"), QStringLiteral("Could not open file"));
         return;
     }
-    const int row = partitionIds.indexOf(QTextStream(&file).readLine(50).toUtf8());
+    const int row = partitionIds.indexOf(readActivePartition(file));
     if (row < 0)
         return;
 
@@ -180,11 +156,12 @@ void ChangeVersionPartition::markActivePartition()
 void ChangeVersionPartition::changePartition(const QString &identifier)
 {
     QProcess *process = newScriptProcess(parent()); // no parent: it lives until the reboot
-    const int exitCode = runScript(process, changeScript, {identifier});
+    const int exitCode
+        = runScript(process, QString::fromLatin1(UtilityScript::changePartition), {identifier});
     printExitCode("Change version code = ", exitCode);
     sync();
     // Whatever the script returned: the instrument starts with what it has.
-    process->start(QStringLiteral("/sbin/reboot"), {}, QIODevice::ReadWrite);
+    process->start(QString::fromLatin1(Program::reboot), {}, QIODevice::ReadWrite);
 }
 
 void ChangeVersionPartition::on_pbuttonBackToUtils_clicked()

@@ -38,7 +38,6 @@ private:
     void readManifests();
     void setupVersionTable();
     void fillVersionTable();
-    static QString formatManifestDate(const QString &value);
     void markActivePartition();
     void changePartition(const QString &identifier);
 

@@ -3,6 +3,7 @@
 #include "common/common.h"
 #include "common/devicefile.h"
 
+#include <QDateTime>
 #include <QFile>
 #include <QTextStream>
 
@@ -17,6 +18,12 @@ const QByteArrayList manifestColumnKeys = {
     "install_date_time:2",
     "core_build_date:3",
     "image_bootloader_version:4",
+};
+
+const QStringList versionColumnHeaders = {
+    QStringLiteral("Partition\nNumber"),   QStringLiteral("Firmware\nVersion"),
+    QStringLiteral("Install\nDate"),       QStringLiteral("Firmware\nBuild Date"),
+    QStringLiteral("Bootloader\nVersion"), QStringLiteral("Part"),
 };
 
 /// What QRegExp's "(^\w+)" matches. Its word characters are exactly these, and looking at the first
@@ -37,11 +44,16 @@ void storeManifest(const QByteArray &partition, const QString &text, VersionInfo
     }
 }
 
+QString manifestFile(const QByteArray &partition)
+{
+    // No slash or blank in between: "1manifest.txt" is what the installation scripts write.
+    return QString::fromLatin1(updateFilesDirectory + partition + "manifest.txt");
+}
+
 /// Returns whether there was a manifest to read.
 static bool readManifest(const QByteArray &partition, VersionInfo &versionInfo)
 {
-    // No slash or blank in between: "1manifest.txt" is what the installation scripts write.
-    QFile file(QString::fromLatin1(updateFilesDirectory + partition + "manifest.txt"));
+    QFile file(manifestFile(partition));
     // Not QIODevice::Text: the carriage returns of a CRLF manifest stay, and its dates show empty.
     if (!openForReading(file))
         return false;
@@ -56,8 +68,20 @@ VersionInfo readVersionManifests()
     for (const QByteArray &partition : partitionIds) {
         const bool wasRead = readManifest(partition, versionInfo);
         // Last, so that they win over what the manifest itself may say.
-        versionInfo[partition + "empty"] = wasRead ? "0" : "1";
-        versionInfo[partition + "part"] = QByteArray::number(++position);
+        versionInfo[partition + emptyKey] = wasRead ? "0" : "1";
+        versionInfo[partition + partKey] = QByteArray::number(++position);
     }
     return versionInfo;
 }
+
+QString formatManifestDate(const QString &value)
+{
+    if (value.size() > 9) {
+        return QDateTime::fromString(value, QStringLiteral("yyyyMMdd HH:mm:ss"))
+            .toString(QStringLiteral("dd MMM yyyy\nHH:mm:ss"));
+    }
+    return QDate::fromString(value, QStringLiteral("yyyyMMdd"))
+        .toString(QStringLiteral("dd MMM yyyy"));
+}
+
+QByteArray readActivePartition(QIODevice &file) { return QTextStream(&file).readLine(50).toUtf8(); }
