@@ -98,9 +98,8 @@ void TestScriptOrder::everyScriptIsNamed()
     for (const StepRow &row : stepCatalogue)
         scripts += QString::fromLatin1(row.script).mid(directory.size());
     for (int mode : columns.keys()) {
-        const UpdateSequence &sequence = UpdateSequences::forMode(mode);
-        for (const Ending &ending : {sequence.succeeded, sequence.failed})
-            scripts += QString::fromLatin1(ending.script).mid(directory.size());
+        for (const QString &script : run(mode))
+            scripts += script.mid(directory.size());
     }
     const QStringList named
         = Manual::quoted(Manual::section(heading)).filter(QStringLiteral(".sh"));
