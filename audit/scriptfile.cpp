@@ -58,8 +58,9 @@ QString alike(Tree &tree, const QString &path)
     int looked = 0;
     tree.list(path.left(slash), [&](const QByteArray &entry, Entry::Kind) {
         const QString candidate = QString::fromUtf8(entry);
-        const bool isAlike = candidate.compare(name, Qt::CaseInsensitive) == 0
-            || candidate.startsWith(name + QLatin1Char('.'));
+        const bool isAlike = candidate != name
+            && (candidate.compare(name, Qt::CaseInsensitive) == 0
+                || candidate.startsWith(name + QLatin1Char('.')));
         if (isAlike)
             found = candidate;
         return !isAlike && ++looked < alikeLimit;
