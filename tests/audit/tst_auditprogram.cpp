@@ -1,9 +1,9 @@
 #include "tests/audit/instrumenttree.h"
 
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QtTest>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,8 +31,20 @@ Result run(const QStringList &arguments, const QString &outputFile = {})
 }
 
 constexpr qint64 tenGigabytes = 10LL * 1000 * 1000 * 1000;
-/// Seconds on an idle machine are tenths; this is for a busy one.
-constexpr qint64 seconds = 20;
+/// Seconds of the processor, which a busy machine does not stretch. What only waits for something
+/// is told by run().
+constexpr double allowedSeconds = 10;
+
+/// What the processes that have ended have taken so far.
+double processorSeconds()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
 
 } // namespace
 
@@ -171,7 +183,7 @@ private slots:
         }
         tree.makePipe(QStringLiteral("/etc/environment"));
         tree.makePipe(QStringLiteral("/tmp/verifyFailed"));
-        endsInTime(tree, 1);
+        endsInTime({tree.top()}, 1);
     }
 
     void tenGigabytesInPlaceOfEverything()
@@ -184,7 +196,7 @@ private slots:
               "/mnt/recovery/download/partition_c", "/usr/share/fonts/liberation/Sans.ttf",
               "/var/log/messages"})
             tree.stretch(QString::fromLatin1(path), tenGigabytes);
-        endsInTime(tree, 1);
+        endsInTime({tree.top()}, 1);
     }
 
     void loopsOfDirectories()
@@ -194,7 +206,7 @@ private slots:
         for (const char *loop : {"/usr/share/fonts/a", "/usr/share/fonts/b", "/usr/share/fonts/c"})
             tree.makeLink(QString::fromLatin1(loop), "/");
         tree.makeLink(QStringLiteral("/etc/update/loop"), "..");
-        endsInTime(tree, 1);
+        endsInTime({tree.top()}, 1);
     }
 
     void manyFiles()
@@ -204,35 +216,31 @@ private slots:
         for (const char *directory :
              {"/etc/update", "/usr/share/fonts", "/tmp", "/stick/update/OVERRIDE"})
             fill(tree, QString::fromLatin1(directory), 50000);
-        QElapsedTimer timer;
-        timer.start();
-        endsInTime(tree, 1);
-        const Result stick = run({QStringLiteral("--stick"), tree.real(QStringLiteral("/stick"))});
-        QCOMPARE(stick.status, 1);
-        QVERIFY(timer.elapsed() < seconds * 1000);
+        endsInTime({tree.top()}, 1);
+        endsInTime({QStringLiteral("--stick"), tree.real(QStringLiteral("/stick"))}, 1);
     }
 
     void worstTexts()
     {
         InstrumentTree tree;
-        constexpr int limit = 4 * 1024 * 1024;
+        constexpr int limit = 1024 * 1024;
         tree.write(QStringLiteral("/mnt/recovery/logFiles.txt"),
                    QByteArray("a,/b,c\n").repeated(limit / 7));
         for (const char *partition : {"1", "7", "8"})
             tree.write(QStringLiteral("/mnt/recovery/update_files/%1manifest.txt")
                            .arg(QString::fromLatin1(partition)),
                        QByteArray("a=\nb=\n").repeated(limit / 6));
-        endsInTime(tree, 1);
+        endsInTime({tree.top()}, 1);
     }
 
 private:
-    static void endsInTime(const InstrumentTree &tree, int status)
+    static void endsInTime(const QStringList &arguments, int status)
     {
-        QElapsedTimer timer;
-        timer.start();
-        const Result result = run({tree.top()});
-        QCOMPARE(result.status, status);
-        QVERIFY2(timer.elapsed() < seconds * 1000, QByteArray::number(timer.elapsed()).constData());
+        const double before = processorSeconds();
+        const Result result = run(arguments);
+        QVERIFY2(result.status == status, result.errors.constData());
+        const double taken = processorSeconds() - before;
+        QVERIFY2(taken < allowedSeconds, QByteArray::number(taken).constData());
     }
 
     static void fill(InstrumentTree &tree, const QString &directory, int count)
