@@ -76,7 +76,8 @@ void FontSearch::read(const QString &path)
         if (!path.endsWith(QLatin1String(suffix), Qt::CaseInsensitive))
             continue;
         ++files;
-        for (const QString &family : fontFamilies(tree, path))
+        const QStringList families = fontFamilies(tree, path);
+        for (const QString &family : families)
             missing.remove(family);
     }
 }

@@ -8,7 +8,7 @@ namespace {
 constexpr char localeDirectory[] = "/usr/lib/locale";
 constexpr char localeArchive[] = "/usr/lib/locale/locale-archive";
 /// An archive of all locales there are is some 220 MB; its names stand in its first part.
-constexpr qint64 archiveLength = 4 * 1024 * 1024;
+constexpr qint64 archiveLength = 4LL * 1024 * 1024;
 
 /// Where an instrument is told its locale before anybody logs in.
 constexpr const char *settings[] = {"/etc/default/locale", "/etc/locale.conf", "/etc/environment"};
@@ -55,7 +55,7 @@ QString setting(const QStringList &lines, int &number)
 {
     for (const char *variable : variables) {
         for (number = 1; number <= lines.size(); ++number) {
-            const QString value = assigned(lines.at(number - 1), variable);
+            QString value = assigned(lines.at(number - 1), variable);
             if (!value.isEmpty())
                 return value;
         }

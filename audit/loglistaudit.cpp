@@ -94,7 +94,8 @@ bool ListAudit::judgeDirectory(const Line &line)
         return true;
     }
     int depth = 0;
-    for (const QString &part : line.entry.path.split(QLatin1Char('/'), Qt::SkipEmptyParts)) {
+    const QStringList parts = line.entry.path.split(QLatin1Char('/'), Qt::SkipEmptyParts);
+    for (const QString &part : parts) {
         if (part == QLatin1String(".."))
             --depth;
         else if (part != QLatin1String("."))
@@ -148,9 +149,11 @@ void auditLogList(Tree &tree, Findings &findings)
     ListAudit audit(tree, findings);
     int number = 0;
     bool isEmpty = true;
-    for (const QString &text : decodeText(*content, true).split(QLatin1Char('\n'))) {
+    const QStringList texts = decodeText(*content, true).split(QLatin1Char('\n'));
+    for (const QString &text : texts) {
         ++number;
-        for (const QString &line : logListLines(text)) {
+        const QStringList lines = logListLines(text); // one, or none if it is empty
+        for (const QString &line : lines) {
             isEmpty = false;
             audit.judge({number, line.split(QLatin1Char(',')), parseLogLine(line)});
         }

@@ -60,21 +60,20 @@ int print(const QByteArray &text, int status)
     return status;
 }
 
-/// Looks at @p directory, if one is named. Returns whether it could be.
-bool look(const QString &directory, Tree::Links links, void (*audit)(Tree &, Findings &),
+/// Looks at @p directory, if one is named.
+void look(const QString &directory, Tree::Links links, void (*audit)(Tree &, Findings &),
           Report &report)
 {
     if (directory.isEmpty())
-        return true;
+        return;
     QString reason;
     auto tree = Tree::open(directory, links, reason);
     if (!tree) {
-        fail(directory + QStringLiteral(": ") + reason);
-        return false;
+        report.unseen.emplace(directory, reason);
+        return;
     }
     audit(*tree, report.findings);
     report.unseen.insert(tree->unseen().begin(), tree->unseen().end());
-    return true;
 }
 
 } // namespace
@@ -101,9 +100,8 @@ int main(int argc, char **argv)
     if (parser.positionalArguments().size() > 1
         || (report.root.isEmpty() && report.stick.isEmpty()))
         return fail(QStringLiteral("takes a ROOT, --stick DIR or both; see --help"));
-    if (!look(report.root, Tree::StayInside, auditInstrument, report)
-        || !look(report.stick, Tree::MustNotLeave, auditStick, report))
-        return CouldNotLook;
+    look(report.root, Tree::StayInside, auditInstrument, report);
+    look(report.stick, Tree::MustNotLeave, auditStick, report);
 
     if (isGiven(parser, jsonFlag))
         return print(jsonReport(report), exitStatus(report));

@@ -17,10 +17,10 @@ struct ModeName
 };
 
 constexpr ModeName modeNames[] = {
-    {UsbUpdate, "USB", "usb"},
-    {UsbUpdateKeepingSettings, "USB, settings kept", "usb-settings-kept"},
-    {NetworkUpdate, "network", "network"},
-    {BlankBoardRebuild, "blank board", "blank-board"},
+    {UsbUpdate, "USB update", "usb"},
+    {UsbUpdateKeepingSettings, "USB update, settings kept", "usb-settings-kept"},
+    {NetworkUpdate, "network update", "network"},
+    {BlankBoardRebuild, "rebuild of a blank board", "blank-board"},
 };
 
 QString text(const char *utf8) { return QString::fromUtf8(utf8); }
@@ -141,7 +141,7 @@ QString seenOnFailure(const ModePlan &plan, const ScriptUse &use)
     case Verdict::None:
         break;
     }
-    return QStringLiteral("nothing");
+    return QStringLiteral("nothing, the next one runs");
 }
 
 QString seenIfNotStarted(const QString &script)

@@ -70,13 +70,10 @@ QByteArray modeLines(const ModePlan &plan, const std::vector<ScriptUse> &scripts
 {
     QByteArray lines;
     for (const ScriptUse &use : scripts)
-        lines += QStringLiteral("  %1 %  %2  %3  if it fails: %4\n")
-                     .arg(use.progress, 3)
-                     .arg(use.script.section(QLatin1Char('/'), -1), -46)
-                     .arg(faulty.contains(use.script) ? QStringLiteral("FAULT")
-                                                      : QStringLiteral("     "))
-                     .arg(seenOnFailure(plan, use))
-                     .toUtf8();
+        lines += "  " + QByteArray::number(use.progress).rightJustified(3) + " %  "
+            + use.script.section(QLatin1Char('/'), -1).toUtf8().leftJustified(46)
+            + (faulty.contains(use.script) ? "FAULT  " : "       ")
+            + "if it fails: " + seenOnFailure(plan, use).toUtf8() + '\n';
     return lines;
 }
 
@@ -191,8 +188,8 @@ QByteArray modesReport(const Report &report)
     const QSet<QString> faulty = faultyPaths(report.findings);
     QByteArray lines;
     for (const ModePlan &plan : modePlans()) {
-        lines += QByteArray(plan.name) + " update, ends with " + quoted(plan.succeeded).toUtf8()
-            + '\n' + modeLines(plan, plan.scripts, faulty);
+        lines += QByteArray(plan.name) + ", ends with " + quoted(plan.succeeded).toUtf8() + '\n'
+            + modeLines(plan, plan.scripts, faulty);
         if (!plan.afterRejection.empty())
             lines += "  after a rejection:\n" + modeLines(plan, plan.afterRejection, faulty);
         lines += '\n';

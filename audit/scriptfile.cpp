@@ -9,7 +9,7 @@ namespace {
 /// What the kernel reads to find out how to start a file.
 constexpr int headLength = 256;
 /// No script is longer; of one that is, the rest is not looked at.
-constexpr qint64 lineEndsLength = 4 * 1024 * 1024;
+constexpr qint64 lineEndsLength = 4LL * 1024 * 1024;
 
 /// A directory of scripts holds some twenty; the help with a spelling is not worth more time.
 constexpr int alikeLimit = 2000;
@@ -58,8 +58,9 @@ QString alike(Tree &tree, const QString &path)
     int looked = 0;
     tree.list(path.left(slash), [&](const QByteArray &entry, Entry::Kind) {
         const QString candidate = QString::fromUtf8(entry);
-        const bool isAlike = candidate.compare(name, Qt::CaseInsensitive) == 0
-            || candidate.startsWith(name + QLatin1Char('.'));
+        const bool isAlike = candidate != name
+            && (candidate.compare(name, Qt::CaseInsensitive) == 0
+                || candidate.startsWith(name + QLatin1Char('.')));
         if (isAlike)
             found = candidate;
         return !isAlike && ++looked < alikeLimit;
@@ -144,7 +145,7 @@ int firstWindowsLine(const QByteArray &content)
 std::optional<ScriptFault> scriptFault(Tree &tree, const QString &script)
 {
     const Entry entry = tree.look(script);
-    if (const auto fault = fileFault(tree, script, entry); fault || entry.kind != Entry::File)
+    if (auto fault = fileFault(tree, script, entry); fault || entry.kind != Entry::File)
         return fault;
     const auto content = tree.read(script, std::min(entry.size, lineEndsLength));
     if (!content || content->startsWith("\177ELF"))
@@ -155,7 +156,7 @@ std::optional<ScriptFault> scriptFault(Tree &tree, const QString &script)
     if (!content->startsWith("#!"))
         return unstartable(Kind::ScriptWithoutInterpreter,
                            QStringLiteral("does not begin with \"#!\""));
-    if (const auto fault = interpreterFault(tree, content->left(headLength)))
+    if (auto fault = interpreterFault(tree, content->left(headLength)))
         return fault;
     if (const int line = firstWindowsLine(*content))
         return ScriptFault {Kind::ScriptWindowsLines,
@@ -180,7 +181,7 @@ QString findProgram(Tree &tree, const QString &name)
     if (name.contains(QLatin1Char('/')))
         return programFault(tree, name).isEmpty() ? name : QString();
     for (const char *directory : programDirectories) {
-        const QString path = QString::fromLatin1(directory) + QLatin1Char('/') + name;
+        QString path = QString::fromLatin1(directory) + QLatin1Char('/') + name;
         if (programFault(tree, path).isEmpty())
             return path;
     }

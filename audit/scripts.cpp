@@ -70,7 +70,8 @@ void auditUnused(Tree &tree, Findings &findings)
         = QString::fromLatin1(installOverridesScript).section(QLatin1Char('/'), 0, -2);
     QSet<QString> known;
     known << QString::fromLatin1(installOverridesScript);
-    for (const QString &script : updateScripts())
+    const QStringList scripts = updateScripts();
+    for (const QString &script : scripts)
         known << script;
     for (const StepRow &row : stepCatalogue)
         known << QString::fromLatin1(row.script);
@@ -88,7 +89,8 @@ void auditUnused(Tree &tree, Findings &findings)
 
 void auditScripts(Tree &tree, Findings &findings)
 {
-    for (const QString &script : updateScripts())
+    const QStringList scripts = updateScripts();
+    for (const QString &script : scripts)
         judge(tree, findings, script, seenIfNotStarted(script));
     for (const Consequence &script : scriptConsequences)
         judge(tree, findings, QString::fromLatin1(script.program),

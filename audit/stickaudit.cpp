@@ -22,7 +22,7 @@ QString otherCase(Tree &stick, const QString &name)
     QString found;
     stick.list(QStringLiteral("."), [&](const QByteArray &entry, Entry::Kind) {
         const QString candidate = QString::fromUtf8(entry);
-        if (candidate.compare(name, Qt::CaseInsensitive) == 0)
+        if (candidate != name && candidate.compare(name, Qt::CaseInsensitive) == 0)
             found = QStringLiteral(" (there is ") + candidate + QLatin1Char(')');
         return found.isEmpty();
     });

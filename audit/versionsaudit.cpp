@@ -91,7 +91,8 @@ private:
 void ManifestAudit::judge(const QString &text)
 {
     int number = 0;
-    for (const QString &line : text.split(QLatin1Char('\n'))) {
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
         ++number;
         windowsLines = windowsLines || line.endsWith(QLatin1Char('\r'));
         judgeLine(number, line.endsWith(QLatin1Char('\r')) ? line.chopped(1) : line);

@@ -189,7 +189,7 @@ void logRows()
         },
         "log-list-not-a-file /mnt/recovery/logFiles.txt");
     row(
-        "list too large", [](InstrumentTree &tree) { tree.stretch(logList, 4 * 1024 * 1024 + 1); },
+        "list too large", [](InstrumentTree &tree) { tree.stretch(logList, 1024 * 1024 + 1); },
         "log-list-too-large /mnt/recovery/logFiles.txt");
     row("list not UTF-8", logs("messages,/var/log,Z\xe4hler\n"),
         "log-list-encoding /mnt/recovery/logFiles.txt");
@@ -264,8 +264,7 @@ void versionRows()
         },
         "manifest-not-a-file /mnt/recovery/update_files/8manifest.txt");
     row(
-        "manifest too large",
-        [](InstrumentTree &tree) { tree.stretch(manifest, 4 * 1024 * 1024 + 1); },
+        "manifest too large", [](InstrumentTree &tree) { tree.stretch(manifest, 1024 * 1024 + 1); },
         "manifest-too-large /mnt/recovery/update_files/7manifest.txt");
     row("manifest not UTF-8", version(manifestAfter("#\xe4\n")),
         "manifest-encoding /mnt/recovery/update_files/7manifest.txt");
