@@ -145,7 +145,7 @@ int Tree::openAt(const QString &path, int flags) const
     }
     open_how how = {};
     how.flags = static_cast<quint64>(flags | O_CLOEXEC);
-    how.resolve = RESOLVE_NO_MAGICLINKS;
+    how.resolve = RESOLVE_NO_MAGICLINKS; // which the others imply, as long as Linux keeps to that
     how.resolve |= links == StayInside ? RESOLVE_IN_ROOT : RESOLVE_BENEATH;
     // A rename elsewhere at the same moment makes the kernel give up a path with "..".
     for (int attempt = 0; attempt < 10; ++attempt) {

@@ -287,6 +287,16 @@ private slots:
         }
     }
 
+    void loopsOfFontDirectoriesAreWalkedOnce()
+    {
+        InstrumentTree instrument;
+        instrument.remove(QStringLiteral("/usr/share/fonts/liberation/Sans.ttf"));
+        for (const char *loop : {"/usr/share/fonts/a", "/usr/share/fonts/b", "/usr/share/fonts/c"})
+            instrument.makeLink(QString::fromLatin1(loop), ".");
+        QCOMPARE(reportOn(instrument).findings.all().front().problem,
+                 QStringLiteral("lacks \"Liberation Sans\", which the screens ask for"));
+    }
+
     void kindsAreInTheirOrder()
     {
         for (std::size_t i = 0; i < kindRows.size(); ++i)
