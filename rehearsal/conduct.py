@@ -88,7 +88,7 @@ def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path
         player = make_player(arguments, stage, album, report)
         silence = HAND_SILENCE if arguments.touch else arguments.patience
         within = (REBOOTS_WITHIN if reboots else SETTLES_WITHIN) * stage.pace
-        stage.start(mode.option)
+        stage.start(mode.option, report.say)
         report.start_clock()
         record = Follower(stage, album, player, report, Limits(silence, 10 * silence * stage.pace, within)).follow()
         return record, player.visits if isinstance(player, Tour) else []
@@ -137,8 +137,8 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, print,
-                                         leash, screen_leash))
+    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash,
+                                         screen_leash))
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, scratch) else NOT_AS_PROMISED
@@ -157,11 +157,10 @@ def main() -> int:
         signal.signal(number, signal.default_int_handler)
     try:
         return perform(arguments)
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())  # what is still to be flushed
-        return tell("broken off, nobody reads what it says", UNUSABLE)
     except (StageError, FolderError) as error:
         return tell(str(error), UNUSABLE)
+    except BrokenPipeError:
+        return tell("broken off, nobody reads what it says", UNUSABLE)
     except OSError as error:
         return tell(f"{error.filename}: {error.strerror}" if error.filename else str(error), UNUSABLE)
     except KeyboardInterrupt:
@@ -170,4 +169,8 @@ def main() -> int:
 
 def tell(message: str, status: int) -> int:
     print(f"rehearse: {message}", file=sys.stderr)
+    try:
+        sys.stdout.flush()
+    except OSError:  # Python would try once more, and complain
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
     return status
