@@ -39,8 +39,10 @@ def choose_source(arguments: argparse.Namespace, stage: Stage, scratch: Path) ->
     if outcome is None:
         path = Path(arguments.stick).resolve()
         if not (path.is_file() if mode.network else (path / "update").is_dir()):
-            raise StageError(f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
-                             f"nor {'an archive' if mode.network else 'a directory that holds update'}")
+            raise StageError(
+                f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
+                f"nor {'an archive' if mode.network else 'a directory that holds update'}"
+            )
         source = Source(path)
         return source, arguments.expect or promise_of(source, mode)
     path = scratch / ("update.zip" if mode.network else "stick")
@@ -79,8 +81,9 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
     return Player(stage, album, arguments.screen, () if arguments.touch else mode.touches, touched)
 
 
-def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path,
-        report: Report) -> tuple[Record, list[Visit]]:
+def run(
+    arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path, report: Report
+) -> tuple[Record, list[Visit]]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     mode = MODES[arguments.mode]
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
@@ -137,8 +140,9 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash,
-                                         screen_leash))
+    stage = STAGES[arguments.on](
+        Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash, screen_leash)
+    )
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, scratch) else NOT_AS_PROMISED

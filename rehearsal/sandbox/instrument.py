@@ -27,9 +27,17 @@ class Tools:
     def run(self, name: str, *arguments: str | Path) -> None:
         command = [str(SIMULATOR / name), *map(str, arguments)]
         try:
-            done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
-                                  env={**os.environ, "TMPDIR": str(self._temporary)}, pass_fds=[self._leash.end],
-                                  timeout=MAKES_WITHIN, check=False)
+            done = subprocess.run(
+                command,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                errors="replace",
+                env={**os.environ, "TMPDIR": str(self._temporary)},
+                pass_fds=[self._leash.end],
+                timeout=MAKES_WITHIN,
+                check=False,
+            )
         except (OSError, subprocess.TimeoutExpired) as error:
             raise StageError(f"{name}: {error}") from error
         if done.returncode != 0:
@@ -41,8 +49,9 @@ class Instrument(Tree):
 
     def __init__(self, root: Path, scene: Scene, tools: Tools):
         super().__init__(root)
-        tools.run("make-instrument", *(["--blank"] if scene.blank else []),
-                  *(["--scripts", scene.scripts] if scene.scripts else []), root)
+        options: list[str | Path] = ["--blank"] if scene.blank else []
+        options += ["--scripts", scene.scripts] if scene.scripts else []
+        tools.run("make-instrument", *options, root)
         for path, text in scene.files.items():
             file = root / path
             file.parent.mkdir(parents=True, exist_ok=True)
@@ -70,10 +79,19 @@ class Instrument(Tree):
 
     def command(self, program: Path, bwrap_options: Sequence[str], options: Sequence[str]) -> list[str]:
         """What starts the program on this instrument."""
-        return [str(SIMULATOR / "sandbox"), str(self.root), *bwrap_options,
-                "--ro-bind", str(program), PROGRAM,
-                "--ro-bind", str(HERE / "watch-script"), WATCHER,
-                PROGRAM, *options]
+        return [
+            str(SIMULATOR / "sandbox"),
+            str(self.root),
+            *bwrap_options,
+            "--ro-bind",
+            str(program),
+            PROGRAM,
+            "--ro-bind",
+            str(HERE / "watch-script"),
+            WATCHER,
+            PROGRAM,
+            *options,
+        ]
 
     def _can_start(self, script: Path) -> bool:
         if not script.is_file() or not os.access(script, os.X_OK):

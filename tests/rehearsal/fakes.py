@@ -88,7 +88,7 @@ class FakeStage(Stage):
 class FakeAlbum(Album):
     """Shows what the stage shows at first, always at rest."""
 
-    def __init__(self, stage: FakeStage):
+    def __init__(self, stage: FakeStage) -> None:
         super().__init__(stage, Path("/nowhere"), ("first",))
         self.image = stage.image
         self.shown = True
