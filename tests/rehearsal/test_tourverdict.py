@@ -161,6 +161,28 @@ class Lost(unittest.TestCase):
         self.assertEqual((played.failure, told), ("", [("main: Versions", "yourself")]))
         self.assertEqual(self.stage.touches, [])
 
+    def test_told_by_pictures(self) -> None:
+        """Where nobody tells which window is in front, another screen is another picture, and buttons may differ."""
+        main, versions = (Image.new("RGB", (800, 480), colour) for colour in ("navy", "white"))
+        main_again = main.copy()
+        main_again.paste("yellow", (600, 300, 780, 460))  # the button that was touched
+        stops = (
+            Stop("main: Versions", "versions", opens="Versions"),
+            Stop("versions: Done", "main again", back_to="main"),
+        )
+        for seen, failure in (
+            ([versions, main_again], ""),
+            ([main_again], "there is no versions"),
+            ([versions], "there is no main again"),
+        ):
+            with self.subTest(failure=failure):
+                self.set_stage()
+                self.stage.tells_windows, self.stage.front = False, None
+                self.stage.image = self.album.image = main
+                self.touches.clear()
+                played = self.play(stops, [{"image": image} for image in seen])
+                self.assertEqual(played.failure.rpartition('" ')[2], failure)
+
     def test_no_effect(self) -> None:
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ())
         self.assertEqual(self.touches, ["main: Versions"] * 3)
