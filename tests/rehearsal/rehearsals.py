@@ -41,15 +41,15 @@ def directory(test: unittest.TestCase) -> Path:
     return path
 
 
-def invisible_screen(test: unittest.TestCase, size: str) -> str:
-    """The display of an X server that runs as long as the test."""
+def invisible_screen(test: unittest.TestCase, size: str) -> XServer:
+    """An X server that runs as long as the test."""
     folder = tempfile.mkdtemp(prefix="test-screen-")
     test.addCleanup(shutil.rmtree, folder)
     leash = Leash()
     test.addCleanup(leash.close)
     server = XServer(size, False, Path(folder) / "screen.log", leash)
     test.addCleanup(server.close)
-    return server.display
+    return server
 
 
 class Rehearsal:

@@ -316,7 +316,7 @@ class Window(unittest.TestCase):
     """With a display the instrument's screen is a window on it."""
 
     def setUp(self) -> None:
-        self.display = invisible_screen(self, "1024x600")
+        self.display = invisible_screen(self, "1024x600").display
 
     def test_played(self) -> None:
         running = Running(self, "--mode", "keep", DISPLAY=self.display)

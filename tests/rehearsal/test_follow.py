@@ -3,12 +3,14 @@
 import os
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
 import unittest
 from collections.abc import Callable
 from pathlib import Path
+from unittest import mock
 
 from fakes import FakeAlbum, FakeStage
 from rehearsals import invisible_screen
@@ -16,7 +18,7 @@ from PIL import Image
 from rehearsal.album import Album, slug, write_picture
 from rehearsal.lines import Lines
 from rehearsal.player import BUTTONS, Player
-from rehearsal.sandbox.xdisplay import XDisplay
+from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 
 
 def scratch(test: unittest.TestCase) -> Path:
@@ -70,8 +72,8 @@ class ScreenStage(FakeStage):
 class Pictures(unittest.TestCase):
     def setUp(self) -> None:
         self.folder = scratch(self)
-        self.name = invisible_screen(self, "1024x600")
-        self.display = XDisplay(self.name)
+        self.server = invisible_screen(self, "1024x600")
+        self.display = XDisplay(self.server.display)
         self.addCleanup(self.display.close)
         self.album = Album(ScreenStage(self.display), self.folder, ("first", "second"))
         self.addCleanup(self.album.close)
@@ -80,7 +82,7 @@ class Pictures(unittest.TestCase):
         """A window of one colour, shown as long as the test runs."""
         process = subprocess.Popen(
             ["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
-            env={**os.environ, "DISPLAY": self.name},
+            env={**os.environ, "DISPLAY": self.server.display},
             stderr=subprocess.DEVNULL,
         )
         self.addCleanup(process.wait)
@@ -95,6 +97,20 @@ class Pictures(unittest.TestCase):
 
     def pixel(self, x: int, y: int) -> object:
         return self.album.image and self.album.image.getpixel((x, y))
+
+    def test_server_does_not_answer(self) -> None:
+        os.kill(self.server.pid, signal.SIGSTOP)
+        self.addCleanup(os.kill, self.server.pid, signal.SIGCONT)
+        with mock.patch("rehearsal.sandbox.xdisplay.ANSWERS_WITHIN", 0.2):
+            for question in (self.display.picture, self.display.top_window):
+                with self.assertRaisesRegex(DisplayGone, "does not answer"):
+                    question()
+
+    def test_server_goes_away(self) -> None:
+        os.kill(self.server.pid, signal.SIGTERM)
+        with self.assertRaises(DisplayGone):
+            while True:
+                self.display.picture()
 
     def test_size(self) -> None:
         self.assertEqual(self.display.size, (1024, 600))
