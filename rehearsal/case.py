@@ -3,10 +3,10 @@
 import datetime
 from dataclasses import dataclass
 
-from holdings import RECOVERY, Holdings
-from modes import REJECTED, UPDATED, Mode
-from record import Record
-from source import Source
+from rehearsal.holdings import RECOVERY, Holdings
+from rehearsal.modes import REJECTED, UPDATED, Mode
+from rehearsal.record import Record
+from rehearsal.source import Source
 
 NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
 
@@ -14,6 +14,7 @@ NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
 @dataclass(frozen=True)
 class Line:
     """One thing, described twice in the same words: as it is, and as it should be."""
+
     what: str
     now: str
     promised: str
@@ -26,6 +27,7 @@ class Line:
 @dataclass(frozen=True)
 class Case:
     """What was rehearsed, what had to come of it, and what did."""
+
     mode: Mode
     outcome: str
     source: Source
