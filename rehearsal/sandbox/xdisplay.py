@@ -16,6 +16,7 @@ TITLE_LENGTH = 256
 ANSWERS_WITHIN = 30.0  # seconds
 BAND = 160  # rows: the library takes twice as long for a picture of 1280 x 800 in one piece
 LEFT_BUTTON = 1
+RESTS = 60  # milliseconds that a finger stays on the glass; the server waits, not we
 Area = tuple[int, int, int, int]  # left, top, width, height
 
 
@@ -94,8 +95,8 @@ class XDisplay:
     def touch(self, x: int, y: int) -> None:
         with told():
             self._display.xtest_fake_input(X.MotionNotify, x=x, y=y)
-            for event in (X.ButtonPress, X.ButtonRelease):
-                self._display.xtest_fake_input(event, LEFT_BUTTON)
+            self._display.xtest_fake_input(X.ButtonPress, LEFT_BUTTON)
+            self._display.xtest_fake_input(X.ButtonRelease, LEFT_BUTTON, time=RESTS)
             self._display.flush()
 
     def top_window(self) -> tuple[int, str]:

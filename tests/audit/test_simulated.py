@@ -35,10 +35,14 @@ class Simulated(unittest.TestCase):
         result = self.audit_instrument()
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         # nothing has crashed, and no update was downloaded yet: grey entries, which are meant
-        self.assertEqual([line.split(" does")[0] for line in result.stdout.splitlines()], [
-            "note: /mnt/recovery/logFiles.txt:5: /var/log/crash.log",
-            "note: /mnt/recovery/logFiles.txt:6: /mnt/recovery/update_files/update/update.log",
-            "no faults, 2 notes"])
+        self.assertEqual(
+            [line.split(" does")[0] for line in result.stdout.splitlines()],
+            [
+                "note: /mnt/recovery/logFiles.txt:5: /var/log/crash.log",
+                "note: /mnt/recovery/logFiles.txt:6: /mnt/recovery/update_files/update/update.log",
+                "no faults, 2 notes",
+            ],
+        )
 
     def test_other_active_version_and_empty_one_have_no_faults(self) -> None:
         result = self.audit_instrument("--active", "7", "--empty", "8")
@@ -48,9 +52,17 @@ class Simulated(unittest.TestCase):
     def test_blank_board_lacks_what_a_first_update_brings(self) -> None:
         result = self.audit_instrument("--blank")
         self.assertEqual(result.returncode, 1)
-        self.assertEqual([line.split(":")[0] for line in result.stdout.splitlines()], [
-            "/mnt/recovery/logFiles.txt", "note", "note", "note", "/mnt/recovery/download/partition_c",
-            "2 faults, 3 notes"])
+        self.assertEqual(
+            [line.split(":")[0] for line in result.stdout.splitlines()],
+            [
+                "/mnt/recovery/logFiles.txt",
+                "note",
+                "note",
+                "note",
+                "/mnt/recovery/download/partition_c",
+                "2 faults, 3 notes",
+            ],
+        )
 
     def test_tree_alone_lacks_the_machines_programs(self) -> None:
         instrument = self.place / "instrument"

@@ -33,8 +33,15 @@ class Tree(unittest.TestCase):
         tool.chmod(0o755)
 
     def start(self, *command: str | Path) -> subprocess.CompletedProcess[str]:
-        return subprocess.run(command, cwd=self.scratch, env=self.environment, stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True, check=False)
+        return subprocess.run(
+            command,
+            cwd=self.scratch,
+            env=self.environment,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            check=False,
+        )
 
     def called(self) -> str:
         file = self.scratch / "called"
@@ -62,13 +69,30 @@ class Options(Tree):
                 self.assertEqual(self.start(self.scratch / name, "--help").returncode, 0)
 
     def test_mistakes_are_refused_before_anything_is_installed(self) -> None:
-        mistakes = (("check", "--preset"), ("check", "--preset", ""), ("check", "--preset", "fast"),
-                    ("check", "--preset", "--fast"), ("check", "--slow"), ("check", "-f"), ("check", "fast"),
-                    ("check", "--fast", ""), ("rehearse", "--mod"), ("rehearse", "--mode"), ("rehearse", "--mode="),
-                    ("rehearse", "--mode", "usbx"), ("rehearse", "--mode=mode"), ("rehearse", "--mode", "."),
-                    ("rehearse", "--touch", "--stick"), ("rehearse", "usb"), ("rehearse", ""), ("rehearse", "--"),
-                    ("rehearse", "-m"), ("rehearse", "--[a-z]*"), ("rehearse", "--program", "/bin/true"),
-                    ("rehearse", "--mode", "usb", "good"))
+        mistakes = (
+            ("check", "--preset"),
+            ("check", "--preset", ""),
+            ("check", "--preset", "fast"),
+            ("check", "--preset", "--fast"),
+            ("check", "--slow"),
+            ("check", "-f"),
+            ("check", "fast"),
+            ("check", "--fast", ""),
+            ("rehearse", "--mod"),
+            ("rehearse", "--mode"),
+            ("rehearse", "--mode="),
+            ("rehearse", "--mode", "usbx"),
+            ("rehearse", "--mode=mode"),
+            ("rehearse", "--mode", "."),
+            ("rehearse", "--touch", "--stick"),
+            ("rehearse", "usb"),
+            ("rehearse", ""),
+            ("rehearse", "--"),
+            ("rehearse", "-m"),
+            ("rehearse", "--[a-z]*"),
+            ("rehearse", "--program", "/bin/true"),
+            ("rehearse", "--mode", "usb", "good"),
+        )
         for name, *arguments in mistakes:
             with self.subTest(name=name, arguments=arguments):
                 done = self.start(self.top / name, *arguments)
@@ -77,9 +101,17 @@ class Options(Tree):
                 self.assert_nothing_begun()
 
     def test_what_is_no_mistake_begins_with_the_packages(self) -> None:
-        right = (("check",), ("check", "--fast"), ("check", "--preset", "asan"), ("check", "--preset", "dev", "--fast"),
-                 ("rehearse",), ("rehearse", "--mode", "tools", "--touch"), ("rehearse", "--mode=blank"),
-                 ("rehearse", "--stick", "--odd", "--patience", "-3"), ("rehearse", "--screen=800x480"))
+        right = (
+            ("check",),
+            ("check", "--fast"),
+            ("check", "--preset", "asan"),
+            ("check", "--preset", "dev", "--fast"),
+            ("rehearse",),
+            ("rehearse", "--mode", "tools", "--touch"),
+            ("rehearse", "--mode=blank"),
+            ("rehearse", "--stick", "--odd", "--patience", "-3"),
+            ("rehearse", "--screen=800x480"),
+        )
         for name, *arguments in right:
             with self.subTest(name=name, arguments=arguments):
                 (self.scratch / "called").unlink(missing_ok=True)
@@ -107,8 +139,9 @@ class Building(Tree):
     def test_shows_on_a_terminal_how_far_it_is(self) -> None:
         self.write_tool("cmake", "echo -- Configuring; echo '[1/2] one'; echo '[2/2] two [of two]'\n")
         ours, theirs = pty.openpty()
-        subprocess.run(self.build(), env=self.environment, stdin=subprocess.DEVNULL, stdout=theirs, stderr=theirs,
-                       check=True)
+        subprocess.run(
+            self.build(), env=self.environment, stdin=subprocess.DEVNULL, stdout=theirs, stderr=theirs, check=True
+        )
         os.close(theirs)
         shown = os.read(ours, 4096).decode()
         os.close(ours)

@@ -25,7 +25,11 @@ def copy_of_the_tree(test: unittest.TestCase) -> Path:
     test.addCleanup(shutil.rmtree, copy)
     listing = subprocess.run(
         ["git", "-c", "safe.directory=*", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
-        cwd=TOP, capture_output=True, text=True, check=True).stdout
+        cwd=TOP,
+        capture_output=True,
+        text=True,
+        check=True,
+    ).stdout
     for name in filter(None, listing.split("\0")):
         if (TOP / name).exists():
             (copy / name).parent.mkdir(parents=True, exist_ok=True)
@@ -46,8 +50,9 @@ class Words(unittest.TestCase):
 
     def test_options_are_those_of_the_program(self) -> None:
         environment = {name: value for name, value in os.environ.items() if name != "DISPLAY"}
-        shown = subprocess.run([os.environ["TESKUPDATER_PROGRAM"], "--help"], env=environment, capture_output=True,
-                               text=True, check=True).stdout
+        shown = subprocess.run(
+            [os.environ["TESKUPDATER_PROGRAM"], "--help"], env=environment, capture_output=True, text=True, check=True
+        ).stdout
         options = set(re.findall(r"^ .*?(--[a-z]+)(?= )", shown, re.MULTILINE)) - {"--help"}
         table = README.partition("\n| option |")[2].partition("\n\n")[0]
         self.assertGreaterEqual(len(options), 6)
@@ -66,17 +71,27 @@ class Commands(unittest.TestCase):
         *lines, start = [line.replace("/tmp/instrument", str(instrument)) for line in block("The program alone")]
         self.assertEqual(len(lines), 3)
         script = "\n".join(lines)
-        done = subprocess.run(["sh", "-euc", script], cwd=copy, capture_output=True, text=True, check=False,
-                              env={name: value for name, value in os.environ.items() if name != "DISPLAY"})
+        done = subprocess.run(
+            ["sh", "-euc", script],
+            cwd=copy,
+            capture_output=True,
+            text=True,
+            check=False,
+            env={name: value for name, value in os.environ.items() if name != "DISPLAY"},
+        )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertIn("--deadusbrebuild", done.stdout)
         self.assertEqual(sorted(path.name for path in (copy / "build").iterdir()), ["program"])
 
         # what ends it is what keeps it from waiting for ever: nobody touches it
-        started = subprocess.run(["timeout", STARTS_WITHIN, "sh", "-euc", start], cwd=copy, capture_output=True,
-                                 text=True, check=False)
-        self.assertEqual(started.stdout, "\nCurrent bootloader version = V4.05.00\n\n"
-                                         "FAIL - USB storage device does not exist\n", started.stderr)
+        started = subprocess.run(
+            ["timeout", STARTS_WITHIN, "sh", "-euc", start], cwd=copy, capture_output=True, text=True, check=False
+        )
+        self.assertEqual(
+            started.stdout,
+            "\nCurrent bootloader version = V4.05.00\n\n" "FAIL - USB storage device does not exist\n",
+            started.stderr,
+        )
         self.assertEqual((instrument / "tmp/runningbootloaderversion").read_text(), "V4.05.00")
 
 

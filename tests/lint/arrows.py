@@ -3,7 +3,7 @@
 import re
 from pathlib import Path
 
-ROW = re.compile(r"^\| `(\w+)/` \|.*\|([^|]*)\|$", re.MULTILINE)
+ROW = re.compile(r"^\| `(\w+)/` \|[^\n]*\|([^|\n]*)\|$", re.MULTILINE)
 INCLUDE = re.compile(r'^\s*#\s*include\s*"([^"]+)"', re.MULTILINE)
 
 

@@ -12,8 +12,9 @@ FRAME = {"init", "cleanup", "initTestCase", "cleanupTestCase"}
 
 def commands(build: Path) -> Iterator[tuple[Path, list[str]]]:
     """The working directory and command of each entry."""
-    listing = subprocess.run(["ctest", "--test-dir", build, "--show-only=json-v1"], capture_output=True, text=True,
-                             check=True).stdout
+    listing = subprocess.run(
+        ["ctest", "--test-dir", build, "--show-only=json-v1"], capture_output=True, text=True, check=True
+    ).stdout
     for entry in json.loads(listing)["tests"]:
         properties = {item["name"]: item["value"] for item in entry.get("properties", [])}
         yield Path(properties.get("WORKING_DIRECTORY", build)), entry["command"]
@@ -50,15 +51,18 @@ def wrong_runs(top: Path, entries: list[tuple[Path, list[str]]]) -> list[str]:
     functions: dict[str, set[str]] = {}
     for directory, command in entries:
         if "unittest" in command:
-            python.setdefault(directory, []).extend(command[command.index("unittest") + 1:])
+            python.setdefault(directory, []).extend(command[command.index("unittest") + 1 :])
         elif command[0].endswith("/in-sandbox"):
             functions.setdefault(Path(command[2]).name, set()).update(functions_of(command[3:]) or {"*"})
 
     wrong = []
     for directory, names in sorted(python.items()):
         for module in sorted(directory.glob("test_*.py")):
-            wrong += [f"{test} is run {runs_of(test, names)} times" for test in python_tests(module)
-                      if runs_of(test, names) != 1]
+            wrong += [
+                f"{test} is run {runs_of(test, names)} times"
+                for test in python_tests(module)
+                if runs_of(test, names) != 1
+            ]
     for source in sorted(top.glob("tests/*/tst_*.cpp")):
         named = functions.get(source.stem, set())
         if named != {"*"} and named != qt_tests(source):

@@ -21,16 +21,25 @@ class Entries(unittest.TestCase):
             room = Path(folder) / "tests/room"
             room.mkdir(parents=True)
             (room / "test_a.py").write_text("class A:\n    def test_one(self): pass\n    def test_two(self): pass\n")
-            (room / "tst_b.cpp").write_text("private slots:\n    void init();\n    void one();\n    void two_data();\n"
-                                            "    void two();\n};\n")
+            (room / "tst_b.cpp").write_text(
+                "private slots:\n    void init();\n    void one();\n    void two_data();\n" "    void two();\n};\n"
+            )
             (room / "tst_c.cpp").write_text("private slots:\n    void one();\n};\n")
             python = ["python3", "-m", "unittest"]
             entries = [(room, [*python, "test_a.A.test_one"]), (room, ["/in-sandbox", "build", "build/tst_b", "one"])]
-            self.assertEqual(wrong_runs(Path(folder), entries),
-                             ["test_a.A.test_two is run 0 times", "tst_b has ['one', 'two'], run are ['one']",
-                              "tst_c has ['one'], run are []"])
-            entries += [(room, [*python, "test_a"]), (room, ["/in-sandbox", "build", "build/tst_b", "two"]),
-                        (room, ["/in-sandbox", "build", "build/tst_c"])]
+            self.assertEqual(
+                wrong_runs(Path(folder), entries),
+                [
+                    "test_a.A.test_two is run 0 times",
+                    "tst_b has ['one', 'two'], run are ['one']",
+                    "tst_c has ['one'], run are []",
+                ],
+            )
+            entries += [
+                (room, [*python, "test_a"]),
+                (room, ["/in-sandbox", "build", "build/tst_b", "two"]),
+                (room, ["/in-sandbox", "build", "build/tst_c"]),
+            ]
             self.assertEqual(wrong_runs(Path(folder), entries), ["test_a.A.test_one is run 2 times"])
 
 

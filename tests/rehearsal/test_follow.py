@@ -101,8 +101,9 @@ class Pictures(unittest.TestCase):
     def test_server_does_not_answer(self) -> None:
         os.kill(self.server.pid, signal.SIGSTOP)
         self.addCleanup(os.kill, self.server.pid, signal.SIGCONT)
+        questions: tuple[Callable[[], object], ...] = (self.display.picture, self.display.top_window)
         with mock.patch("rehearsal.sandbox.xdisplay.ANSWERS_WITHIN", 0.2):
-            for question in (self.display.picture, self.display.top_window):
+            for question in questions:
                 with self.assertRaisesRegex(DisplayGone, "does not answer"):
                     question()
 
