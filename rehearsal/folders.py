@@ -5,6 +5,8 @@ import itertools
 import re
 from pathlib import Path
 
+from rehearsal.record import ScriptRun
+
 REHEARSALS = Path(__file__).resolve().parent.parent / "rehearsals"
 
 
@@ -33,6 +35,11 @@ def new_folder(mode: str, stick: str) -> Path:
         except FileExistsError:  # another rehearsal began in the same second
             continue
     raise AssertionError("there is always another number")
+
+
+def output_name(number: int, script: ScriptRun) -> str:
+    """The file for what a script printed, the first of the rehearsal being number 1."""
+    return f"script-{number:02}-{script.name}.txt"
 
 
 def write_file(file: Path, content: bytes) -> None:

@@ -49,6 +49,7 @@ BACKED_UP = ("3-AUTUPD-backupUserFiles.sh",)
 RESTORED = ("11-AUTUPD-restoreUserFiles.sh",)
 SWITCHED = ("11-SetNextPartition.sh",)
 REBOOTED = ("11-Reboot.sh",)
+REBOOT_SCRIPTS = (*REBOOTED, "11-DCA-Reboot.sh")
 
 USB_SCRIPTS = CHECKED + VERIFIED + WRITTEN + SWITCHED + REBOOTED
 KEEPING_SCRIPTS = CHECKED + VERIFIED + BACKED_UP + WRITTEN + RESTORED + SWITCHED + REBOOTED
@@ -81,7 +82,7 @@ class Mode:
     verifies: bool = True
     override: bool = False
     tour: tuple[tourscreens.Stop, ...] = ()  # through the maintenance screens, in place of an update
-    tour_ends_with: str = ""  # the active version
+    tour_ends_with: str = ""  # the active version; as it began if empty
 
 
 MODES = {
@@ -100,5 +101,5 @@ MODES = {
     "tools": Mode("every maintenance screen, to a change of version", None, tourscreens.TOOLS_SCRIPTS,
                   sources=(("good", TOURED),), tour=tourscreens.TOOLS, tour_ends_with="7"),
     "settings": Mode("reset of all system settings", None, tourscreens.SETTINGS_SCRIPTS,
-                     sources=(("good", TOURED),), tour=tourscreens.SETTINGS, tour_ends_with="1"),
+                     sources=(("good", TOURED),), tour=tourscreens.SETTINGS),
 }

@@ -2,6 +2,8 @@
 
 from dataclasses import dataclass, field
 
+from rehearsal.holdings import Holdings
+
 
 @dataclass
 class ScriptRun:
@@ -9,6 +11,8 @@ class ScriptRun:
     started: float
     ended: float | None = None
     code: str = ""  # exit code, minus the signal, or "unstartable"
+    after: Holdings | None = None  # what the instrument held when it had ended
+    printed: str = ""
 
 
 @dataclass
