@@ -36,14 +36,15 @@ def ours() -> Description:
 
 def read(file: Path) -> Description:
     """The description in a file."""
+    text = ""
     try:
         text = file.read_text(encoding="utf-8")
         return Reader(file, text, tomllib.loads(text)).read()
     except tomllib.TOMLDecodeError as error:
         reason, _, place = str(error).partition(" (at ")
         line = re.search(r"line (\d+)", place)
-        where = f":{line[1]}" if line else ""
-        raise DescriptionError(f"{file}{where}: {reason}") from error
+        where = line[1] if line else len(text.splitlines())  # "at end of document"
+        raise DescriptionError(f"{file}:{where}: {reason}") from error
     except UnicodeDecodeError as error:
         raise DescriptionError(f"{file}: it is no text in UTF-8") from error
     except OSError as error:

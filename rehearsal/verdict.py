@@ -45,6 +45,8 @@ def slot_text(case: Case, device: str, image: str | None) -> str:
     size = case.description.partitions[device].size
     if payload and len(payload) > size:
         return f"{image} does not fit: {len(payload)} bytes, {size} in the partition"
+    if len(case.after.read(path, size + 1)) > size:
+        return f"more than its {size} bytes"
     if payload and image and (start := case.after.read(path, len(payload))) == payload:
         return image
     if mark == case.before.files.get(path):

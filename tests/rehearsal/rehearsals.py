@@ -12,6 +12,7 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parents[2]
 SIMULATOR = REPOSITORY / "simulator"
 SCRIPTS = SIMULATOR / "scripts"
+OURS = ("--instrument", SIMULATOR / "instrument.toml")  # has scripts judged as our own are
 REHEARSAL = REPOSITORY / "rehearsal"
 PROGRAM = os.environ.get("TESKUPDATER_PROGRAM", "")
 ENDS_WITHIN = 240  # seconds; a rehearsal has limits of its own, far below

@@ -3,7 +3,7 @@
 import hashlib
 import unittest
 
-from rehearsals import Rehearsal, Scripts
+from rehearsals import OURS, Rehearsal, Scripts
 
 LOG_PAGES = ["log", "log-page-down", "log-page-down-half", "log-page-up-half", "log-page-up", "log-bottom", "log-top"]
 SCREENS = {"versions", "menu", "log-list", "log-chosen", *LOG_PAGES, "reset-local-remote",
@@ -56,7 +56,7 @@ class Sabotage(unittest.TestCase):
 
     def rehearse(self, name, text, mode="tools"):
         self.scripts.replace(f"utility_scripts/{name}", text)
-        return Rehearsal(self, "--mode", mode, "--scripts", self.scripts.directory)
+        return Rehearsal(self, "--mode", mode, "--scripts", self.scripts.directory, *OURS)
 
     def test_export_writes_nothing(self):
         rehearsal = self.rehearse("ExportFiles.sh", "exit 0\n")
@@ -90,9 +90,9 @@ class Sabotage(unittest.TestCase):
 
     def test_script_missing(self):
         (self.scripts.directory / "utility_scripts/RemoveSingleFile.sh").unlink()
-        rehearsal = Rehearsal(self, "--mode", "tools", "--scripts", self.scripts.directory)
+        rehearsal = Rehearsal(self, "--mode", "tools", "--scripts", self.scripts.directory, *OURS)
         rehearsal.assert_found_out("touch reset", "nothing has changed")
-        self.assertIn("RemoveSingleFile.sh is missing on the instrument, or cannot be started.", rehearsal.output)
+        self.assertIn("\nVerdict: RemoveSingleFile.sh is missing: the program goes on as if it had done its work.\n", rehearsal.output)
 
     def test_settings_stay(self):
         self.rehearse("RemoveFilesUsingBackupFileList.sh", "rm /etc/pointercal\n", "settings").assert_found_out(

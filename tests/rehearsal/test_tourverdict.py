@@ -66,6 +66,7 @@ class Archive(unittest.TestCase):
         self.pack()
         self.assertEqual(self.fault(), "")
         self.assertEqual(sorted(self.wanted), [
+            "mnt/recovery/download/partition_c",
             "mnt/recovery/update_files/1manifest.txt", "mnt/recovery/update_files/7manifest.txt",
             "mnt/recovery/update_files/8manifest.txt", "mnt/recovery/update_files/update/update.log",
             "var/log/messages"])
