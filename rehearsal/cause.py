@@ -29,11 +29,11 @@ def findings(case: Case, lines: list[Line]) -> list[str]:
 
 def of_scripts(case: Case, lines: list[Line]) -> Iterator[str]:
     if case.mode.tour:
-        yield from (f"{name} {why}: {AS_IF_DONE}" for name, why in case.unstartable.items())
+        yield from (f"{name} {why}: {AS_IF_DONE}" for name, why in missed(case).items())
         for deed in deeds(case):
             yield from of_ending(case, deed, lines)
         return
-    waiting = dict(case.unstartable)
+    waiting = missed(case)
     order = list(MESSAGES)
     for deed in deeds(case):
         reached = order.index(deed.run.name) if deed.run.name in order else -1
@@ -43,6 +43,11 @@ def of_scripts(case: Case, lines: list[Line]) -> Iterator[str]:
             yield from look(case, deed, lines)
     for name, why in waiting.items():
         yield from of_unstartable(case, name, why)
+
+
+def missed(case: Case) -> dict[str, str]:
+    """The scripts that cannot be started although the instrument has to have them."""
+    return {name: why for name, why in case.unstartable.items() if case.description.has(name) or case.mode.tour}
 
 
 def of_unstartable(case: Case, name: str, why: str) -> Iterator[str]:

@@ -56,6 +56,7 @@ def run(arguments: argparse.Namespace, stage: Stage, plan: Plan, album: Album, r
         stage.start(plan.mode.option)
         report.start_clock()
         record = Follower(stage, album, player, report, limits(arguments, stage, plan)).follow()
+        record.states = [picture.state for picture in album.pictures]
         return record, player.visits if isinstance(player, Tour) else []
     finally:
         album.close()
@@ -72,12 +73,12 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     """Everything from making the instrument to its verdict; True if it ended as promised."""
     plan = make_plan(arguments, stage, description, scratch)
     mode, source = plan.mode, plan.source
-    scripts = unstartable(stage.prepare(scene_of(arguments, description)), mode, arguments.scripts)
+    scripts = unstartable(stage.prepare(scene_of(arguments, description)), plan, arguments.scripts)
     (stage.download if mode.network else stage.plug)(source.path)
 
     folder = given_folder(arguments.folder) if arguments.folder else new_folder(arguments.mode, arguments.stick)
     report = Report(folder / "rehearsal.txt")
-    announce(arguments, plan, scripts, report)
+    announce(arguments, plan, description, scripts, report)
     before, started = stage.holdings(), datetime.datetime.now(datetime.timezone.utc)
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
     record, visits = run(arguments, stage, plan, album, report)
@@ -91,14 +92,16 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     return judgement.good
 
 
-def announce(arguments: argparse.Namespace, plan: Plan, scripts: dict[str, str], report: Report) -> None:
+def announce(arguments: argparse.Namespace, plan: Plan, description: Description, scripts: dict[str, str],
+             report: Report) -> None:
     end = f"It has to end {plan.outcome}." if plan.outcome else \
         "Without a description of your instrument only the program is judged; what the scripts do is told."
     report.say(f"Rehearsing {arguments.mode}: {plan.mode.summary}. {end}")
     if plan.outcome and (flaw := plan.source.flaw()):
         report.say(f"What is wrong with the update: {flaw}.")
     for name, why in scripts.items():
-        report.say(f"{name} {why}.")
+        if description.has(name):
+            report.say(f"{name} {why}.")
     if arguments.touch and plan.mode.touches:
         report.say(f"Once they can be touched, touch: {', then '.join(plan.mode.touches)}.")
 

@@ -31,16 +31,17 @@ def judge(case: Case) -> Iterator[Line]:
 
 def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     """The scripts that have to run, in order, with the exit codes they may end with; None is any."""
-    scripts = dict.fromkeys(case.mode.scripts, {"0"})
+    scripts = dict.fromkeys(filter(case.description.has, case.mode.scripts), {"0"})
     if case.outcome == UPDATED:
         # 1 the display is set like that already, 2 more than one override: the user then updates
         return {OVERRIDE_SCRIPT: {"1", "2"}, **scripts} if case.overrides else scripts
     if case.overrides:
         return {OVERRIDE_SCRIPT: {"0"} if case.outcome == OVERRIDDEN else None}
     rejecting = next((REJECTIONS[line] for line in case.record.lines if line in REJECTIONS), VERIFIED[1])
-    names = case.mode.scripts[:case.mode.scripts.index(rejecting) + 1]
+    names = [name for name in case.mode.scripts[:case.mode.scripts.index(rejecting) + 1] if case.description.has(name)]
     expected = {name: None if name in VERIFIED + UNZIPPED else {"0"} for name in names}
-    return {**expected, **dict.fromkeys((CLEANUP_SCRIPT, *REBOOTED), {"0"})} if case.mode.network else expected
+    after = filter(case.description.has, (CLEANUP_SCRIPT, *REBOOTED)) if case.mode.network else ()
+    return {**expected, **dict.fromkeys(after, {"0"})}
 
 
 def all_ran(expected: Collection[str]) -> str:

@@ -79,12 +79,16 @@ class Description:
     name: str
     partitions: dict[str, Partition]
     images: dict[str, dict[str, str]]  # by image: its partitions, and the version each is of; "" is all versions
+    scripts: tuple[str, ...] | None = None  # that the instrument has; None is all that the program may run
     overlay: Path | None = None  # a directory whose files the instrument holds besides
     versions: Versions = field(default_factory=Versions)
     update: Update = field(default_factory=Update)
     logs: Logs = field(default_factory=Logs)
     survives: Survives = field(default_factory=Survives)
     maintenance: Maintenance = field(default_factory=Maintenance)
+
+    def has(self, script: str) -> bool:
+        return self.scripts is None or script in self.scripts
 
     def slots_of(self, version: str) -> dict[str, str]:
         """The partitions that an update to a version writes, and the image of each."""

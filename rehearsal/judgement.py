@@ -4,7 +4,7 @@ from dataclasses import dataclass
 
 from rehearsal import promise, tourverdict, verdict
 from rehearsal.case import Case, Line
-from rehearsal.cause import findings
+from rehearsal.cause import findings, missed
 from rehearsal.deeds import deeds, ended, told
 from rehearsal.report import Report
 from rehearsal.tour import Visit
@@ -33,7 +33,7 @@ def judge(case: Case, visits: list[Visit]) -> Judgement:
 
 
 def say(judgement: Judgement, case: Case, report: Report) -> None:
-    if case.log:
+    if case.after.text(case.log):
         report.say(f"\n{case.log.rpartition('/')[2]} of the instrument:")
         for line in case.after.text(case.log).splitlines():
             report.say(f"  | {line}")
@@ -57,7 +57,7 @@ def say_deeds(case: Case, report: Report) -> None:
             report.say(f"      {words}")
         if deed.failed:
             say_printed(deed.run.printed, report)
-    for name, why in case.unstartable.items():
+    for name, why in missed(case).items():
         report.say(f"  {name} {why}")
 
 

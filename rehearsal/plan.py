@@ -71,8 +71,8 @@ def promise_of(source: Source, mode: Mode, description: Description) -> str:
     if not mode.verifies:
         return UPDATED
     if not description.update.tells:
-        raise StageError(f"{description.file} does not say how to tell a good update from a bad one ([update] with sums "
-                         f"or bootloader_key): say --expect {UPDATED} or --expect {REJECTED}")
+        raise StageError(f"{description.file} does not say how to tell a good update from a bad one, in [update] by sums "
+                         f"or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}")
     return REJECTED if source.flaw() else UPDATED
 
 
@@ -84,10 +84,11 @@ def scene_of(arguments: argparse.Namespace, description: Description) -> Scene:
     return Scene(WATCHED, mode.blank, arguments.scripts, {place: log} if mode.tour else {}, arguments.trace)
 
 
-def unstartable(names: list[str], mode: Mode, scripts: Path | None) -> dict[str, str]:
-    """Of the scripts that the mode may come to, those that cannot be started, and why."""
-    wanted = dict.fromkeys((*mode.scripts, *((modes.CLEANUP_SCRIPT,) if mode.network else ()),
-                            *(() if mode.network or mode.tour else (modes.OVERRIDE_SCRIPT,))))
+def unstartable(names: list[str], plan: Plan, scripts: Path | None) -> dict[str, str]:
+    """Of the scripts that the program may come to, those that cannot be started, and why."""
+    network = plan.mode.network
+    wanted = (*plan.mode.scripts, *((modes.CLEANUP_SCRIPT,) if network else ()),
+              *((modes.OVERRIDE_SCRIPT,) if not network and plan.source.overrides() else ()))
     return {name: reason(place) for name, place in places(scripts or OUR_SCRIPTS) if name in names and name in wanted}
 
 

@@ -38,6 +38,11 @@ def judge(case: Case) -> Iterator[Line]:
     shown = [line for line in case.record.lines if line in PROGRESS]
     yield Line("steps shown", *compared_lists(shown, wanted.messages))
     lines = set(case.record.lines)
+    # a step whose script cannot be started is gone before it can be pictured
+    paused = {message for name in wanted.scripts for message in MESSAGES.get(name, ())}
+    unseen = [line for line in shown if line in paused and f"{PROGRESS[line]} {line}" not in case.record.states]
+    pictured = "a picture of each step"
+    yield Line("screen", f"no picture of \"{unseen[0]}\"" if unseen else pictured, pictured)
     for script, how, follows in wanted.results:
         yield Line(f"{script} {how}", made_of(script, lines), follows)
     missing = [line for line in wanted.prints if line not in lines]

@@ -14,6 +14,7 @@ from typing import Any
 
 from rehearsal.description import (KNOWN_VERSIONS, Description, Logs, Maintenance, Partition, Survives, Update,
                                    Versions)
+from rehearsal.modes import SCRIPTS
 
 OURS = Path(__file__).resolve().parent.parent / "simulator/instrument.toml"
 FLASHED = "mmcblk0p2"  # without it the program takes a board for a blank one
@@ -21,7 +22,7 @@ SIZE = 'a size such as "512K" or "4M"'
 UNITS = {"": 1, "K": 2**10, "M": 2**20, "G": 2**30}
 SECTIONS: dict[str, type] = {"versions": Versions, "update": Update, "logs": Logs, "survives": Survives,
                              "maintenance": Maintenance}
-TOP = ("name", "overlay", "partitions", "images", *SECTIONS)
+TOP = ("name", "scripts", "overlay", "partitions", "images", *SECTIONS)
 
 
 class DescriptionError(Exception):
@@ -65,7 +66,8 @@ class Reader:
         if sections["update"].bootloader_key and not sections["update"].manifest:
             raise self._mistake(("update", "bootloader_key"), "needs a manifest in [update]")
         name = self._typed(("name",), self._content.get("name", self._file.stem), str, "a text")
-        return Description(self._file, name, partitions, self._images(partitions, ring), self._overlay(), **sections)
+        images = self._images(partitions, ring)
+        return Description(self._file, name, partitions, images, self._scripts(), self._overlay(), **sections)
 
     def _partitions(self) -> dict[str, Partition]:
         table = self._typed(("partitions",), self._content.get("partitions"), dict,
@@ -145,6 +147,17 @@ class Reader:
         if not versions.ring and (versions.manifest or versions.user_files or versions.active):
             raise self._mistake(("versions",), "says where versions lie, but not which there are: ring is missing")
         return versions.ring
+
+    def _scripts(self) -> tuple[str, ...] | None:
+        if "scripts" not in self._content:
+            return None
+        names = self._texts(("scripts",), self._content["scripts"])
+        for name in names:
+            if name not in SCRIPTS:
+                close = difflib.get_close_matches(name, SCRIPTS, 1)
+                hint = f"; did you mean {close[0]}?" if close else ""
+                raise self._mistake(("scripts",), f"names {name}, which no update runs{hint}", name)
+        return names
 
     def _overlay(self) -> Path | None:
         if "overlay" not in self._content:

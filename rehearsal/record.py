@@ -19,5 +19,6 @@ class ScriptRun:
 class Record:
     lines: list[str] = field(default_factory=list)  # of the console
     runs: list[ScriptRun] = field(default_factory=list)
+    states: list[str] = field(default_factory=list)  # of the screen, of which there is a picture
     fault: str = ""  # why the rehearsal was broken off
     exit_status: int | None = None  # of the program, if it ended by itself

@@ -6,6 +6,7 @@ from collections.abc import Iterator
 
 from rehearsal import course
 from rehearsal.case import Case, Line
+from rehearsal.deeds import is_log
 from rehearsal.description import on_screen, short
 from rehearsal.holdings import MARKER, NO_FILE, UNREADABLE
 from rehearsal.modes import OVERRIDDEN, UPDATED
@@ -165,7 +166,7 @@ def leftovers(case: Case) -> Iterator[Line]:
                *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []))
     paths = sorted(set(case.before.files) | set(case.after.files))
     changed = [path for path in paths if compared(case, path) != AS_BEFORE
-               and not path.startswith(allowed) and not path.endswith(".log")]
+               and not path.startswith(allowed) and not is_log(path)]
     yield Line("everything else", course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE, AS_BEFORE,
                tuple(changed))
     if case.mode.network and download:

@@ -100,8 +100,8 @@ class Tree:
     def holdings(self) -> Holdings:
         return tree.Tree(self.root).holdings()
 
-    def case(self) -> Case:
-        return Case(self.mode, self.outcome, self.source, self.before, self.holdings(), self.record, STARTED)
+    def case(self, **more) -> Case:
+        return Case(self.mode, self.outcome, self.source, self.before, self.holdings(), self.record, STARTED, **more)
 
     def faults(self) -> dict[str, str]:
         """The points that are not as promised. How the screen numbers versions has a test of its own."""

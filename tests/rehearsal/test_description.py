@@ -148,6 +148,9 @@ class Mistakes(Description):
             (PARTITIONS + "[update]\nbootloader_key = 'b'\n", 6,
              "update.bootloader_key needs a manifest in [update]"),
             (PARTITIONS + "[logs]\nevery_script = 'yes'\n", 6, "logs.every_script has to be true or false"),
+            ("scripts = [\n 'x.sh'\n]\n" + PARTITIONS, 2, "scripts names x.sh, which no update runs"),
+            ("scripts = ['3-USB-Uboot.sh']\n" + PARTITIONS, 1,
+             "scripts names 3-USB-Uboot.sh, which no update runs; did you mean 3-USB-UBoot.sh?"),
             ("overlay = 'nowhere'\n" + PARTITIONS, 1,
              f"overlay there is no directory {self.file.parent.resolve() / 'nowhere'}"),
         ):
