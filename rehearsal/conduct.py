@@ -11,7 +11,7 @@ from pathlib import Path
 from rehearsal.album import Album
 from rehearsal.case import Case
 from rehearsal.description import Description
-from rehearsal.folders import FolderError, given_folder, new_folder, output_name, write_file
+from rehearsal.folders import FolderError, given_folder, naming, new_folder, output_name
 from rehearsal.follow import Follower, Limits
 from rehearsal.judgement import judge, say
 from rehearsal.leash import Keeper, Leash, remove
@@ -53,7 +53,7 @@ def run(arguments: argparse.Namespace, stage: Stage, plan: Plan, album: Album, r
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     try:
         player = make_player(arguments, stage, album, report)
-        stage.start(plan.mode.option)
+        stage.start(plan.mode.option, report.say)
         report.start_clock()
         record = Follower(stage, album, player, report, limits(arguments, stage, plan)).follow()
         record.states = [picture.state for picture in album.pictures]
@@ -110,7 +110,9 @@ def keep_outputs(record: Record, folder: Path) -> None:
     """What each script printed, in a file of its own."""
     for number, script in enumerate(record.runs, 1):
         if script.printed:
-            write_file(folder / output_name(number, script), script.printed.encode())
+            file = folder / output_name(number, script)
+            with naming(file):
+                file.write_text(script.printed)
 
 
 def perform(arguments: argparse.Namespace) -> int:
@@ -119,8 +121,8 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, print,
-                                         leash, screen_leash, description))
+    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash,
+                                         screen_leash, description))
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, description, scratch) else NOT_AS_PROMISED
@@ -139,11 +141,10 @@ def main() -> int:
         signal.signal(number, signal.default_int_handler)
     try:
         return perform(arguments)
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())  # what is still to be flushed
-        return tell("broken off, nobody reads what it says", UNUSABLE)
     except (StageError, FolderError, DescriptionError) as error:
         return tell(str(error), UNUSABLE)
+    except BrokenPipeError:
+        return tell("broken off, nobody reads what it says", UNUSABLE)
     except OSError as error:
         return tell(f"{error.filename}: {error.strerror}" if error.filename else str(error), UNUSABLE)
     except KeyboardInterrupt:
@@ -152,4 +153,8 @@ def main() -> int:
 
 def tell(message: str, status: int) -> int:
     print(f"rehearse: {message}", file=sys.stderr)
+    try:
+        sys.stdout.flush()
+    except OSError:  # Python would try once more, and complain
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
     return status

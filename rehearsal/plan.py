@@ -71,8 +71,8 @@ def promise_of(source: Source, mode: Mode, description: Description) -> str:
     if not mode.verifies:
         return UPDATED
     if not description.update.tells:
-        raise StageError(f"{description.file} does not say how to tell a good update from a bad one, in [update] by sums "
-                         f"or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}")
+        raise StageError(f"{description.file} does not say how to tell a good update from a bad one, in [update] by "
+                         f"sums or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}")
     return REJECTED if source.flaw() else UPDATED
 
 

@@ -5,6 +5,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 from rehearsal.case import Line
+from rehearsal.folders import naming
 
 BAR = 40  # characters
 EVENTS_KEPT = 20000
@@ -20,7 +21,8 @@ class Event:
 class Report:
     def __init__(self, file: Path):
         self.events: list[Event] = []
-        self._file = file.open("w", encoding="utf-8")
+        self._path = file
+        self._file = file.open("wb", buffering=0)  # nothing is left to be written at the end
         self.started = time.monotonic()
 
     def start_clock(self) -> None:
@@ -31,8 +33,10 @@ class Report:
         return time.monotonic() - self.started
 
     def say(self, text: str = "") -> None:
-        print(text, flush=True)
-        print(text, file=self._file, flush=True)
+        with naming("standard output"):
+            print(text, flush=True)
+        with naming(self._path):
+            self._file.write(text.encode(errors="replace") + b"\n")
 
     def event(self, kind: str, text: str) -> None:
         at = self.elapsed()
