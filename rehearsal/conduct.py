@@ -16,6 +16,7 @@ from rehearsal.follow import Follower, Limits
 from rehearsal.judgement import judge, say
 from rehearsal.leash import Keeper, Leash, remove
 from rehearsal.modes import MODES, REJECTED
+from rehearsal.page import write_page
 from rehearsal.options import parse_arguments
 from rehearsal.plan import Plan, description_of, make_plan, scene_of, unstartable
 from rehearsal.player import Player
@@ -86,7 +87,14 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     judgement = judge(case, visits)
     say(judgement, case, report)
     keep_outputs(record, folder)
-    report.say(f"The pictures of the screen are in {folder}")
+    flaw = source.flaw()
+    facts = {"what": f"{arguments.mode}: {mode.summary}", "update": f"{arguments.stick}{f': {flaw}' if flaw else ''}",
+             "instrument": description.name,
+             "scripts": str(arguments.scripts or "those of the simulated instrument"), "screen": arguments.screen,
+             "has to end": plan.outcome or plan.asked or "as the program promises whatever the scripts do"}
+    write_page(folder, f"Rehearsal {arguments.mode}, {Path(arguments.stick).name}", facts, case, judgement,
+               album.pictures, report)
+    report.say(f"The pictures of the screen are in {folder}, all of it as one page in {folder / 'index.html'}")
     if arguments.keep:
         report.say(f"The instrument is in {folder / 'instrument'}; a shell on it: {stage.keep(folder / 'instrument')}")
     return judgement.good

@@ -6,7 +6,7 @@ from dataclasses import dataclass
 from rehearsal.case import Case
 from rehearsal.description import on_screen, short
 from rehearsal.holdings import MARKER, Holdings
-from rehearsal.modes import OVERRIDE_SCRIPT, REBOOT_SCRIPTS
+from rehearsal.modes import OVERRIDE_SCRIPT, REBOOT_SCRIPTS, VERIFIED
 from rehearsal.record import ScriptRun
 
 MADE, CHANGED, REMOVED = "made", "changed", "removed"
@@ -51,7 +51,11 @@ class Deed:
 
     @property
     def failed(self) -> bool:
-        return not self.restarted and self.run.code != "0"
+        """Not so a check that has rejected the update, and an override that was not to be installed."""
+        if self.run.name == OVERRIDE_SCRIPT and self.run.code in ("1", "2"):
+            return False
+        rejects = self.run.name in (*VERIFIED, OVERRIDE_SCRIPT) and self.after.marker is not None
+        return not self.restarted and self.run.code != "0" and not (rejects and self.run.ended is not None)
 
     @property
     def may_restart(self) -> bool:

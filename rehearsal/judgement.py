@@ -6,9 +6,16 @@ from rehearsal import promise, tourverdict, verdict
 from rehearsal.case import Case, Line
 from rehearsal.cause import findings, missed
 from rehearsal.deeds import deeds, ended, told
+from rehearsal.modes import OVERRIDDEN, REJECTED, TOURED, UPDATED
 from rehearsal.report import Report
 from rehearsal.tour import Visit
 
+ENDS = {
+    UPDATED: "the update is installed",
+    REJECTED: "the update is rejected",
+    OVERRIDDEN: "the override is installed, and nothing else",
+    TOURED: "every screen was seen and did what it has to do",
+}
 LAST_LINES = 10  # of what a script printed that has failed
 
 
@@ -28,8 +35,15 @@ def judge(case: Case, visits: list[Visit]) -> Judgement:
     good, found = all(line.ok for line in lines), findings(case, lines)
     if not good:
         return Judgement(False, f"{found[0]}.", found[1:], lines)
-    head = "As promised." if case.described else "The program did as it promises whatever the scripts do."
+    head = f"As promised: {ENDS[case.outcome]}{reason(case)}." if case.described else \
+        "The program did as it promises whatever the scripts do."
     return Judgement(True, head, found, lines)
+
+
+def reason(case: Case) -> str:
+    """The last line of the marker, which says why an update is rejected."""
+    lines = (case.after.marker or "").splitlines() if case.outcome == REJECTED else []
+    return f', "{lines[-1]}"' if lines else ""
 
 
 def say(judgement: Judgement, case: Case, report: Report) -> None:

@@ -6,6 +6,7 @@ from pathlib import Path
 
 from rehearsal.case import Line
 from rehearsal.folders import naming
+from rehearsal.plain import plain
 
 BAR = 40  # characters
 EVENTS_KEPT = 20000
@@ -33,6 +34,7 @@ class Report:
         return time.monotonic() - self.started
 
     def say(self, text: str = "") -> None:
+        text = plain(text)
         with naming("standard output"):
             print(text, flush=True)
         with naming(self._path):
