@@ -3,9 +3,11 @@
 import subprocess
 import tempfile
 import unittest
+from collections.abc import Iterator
 from pathlib import Path
 
 import rehearsals
+from rehearsal.description import Description as Instrument
 from rehearsal.reader import DescriptionError, ours, read
 
 PARTITIONS = """[partitions]
@@ -16,24 +18,24 @@ mmcblk0p5 = { size = "2G" }
 RING = '[versions]\nring = ["1", "8"]\n'
 
 
-class Description(unittest.TestCase):
-    def setUp(self):
+class Described(unittest.TestCase):
+    def setUp(self) -> None:
         directory = tempfile.TemporaryDirectory(prefix="test-description-")
         self.addCleanup(directory.cleanup)
         self.file = Path(directory.name) / "mine.toml"
 
-    def read(self, text: str):
+    def read(self, text: str) -> Instrument:
         self.file.write_text(text)
         return read(self.file)
 
-    def assert_mistake(self, text: str, line: int, words: str):
+    def assert_mistake(self, text: str, line: int, words: str) -> None:
         with self.assertRaises(DescriptionError) as raised:
             self.read(text)
         self.assertEqual(str(raised.exception), f"{self.file}:{line}: {words}")
 
 
-class Content(Description):
-    def test_nothing_but_partitions(self):
+class Content(Described):
+    def test_nothing_but_partitions(self) -> None:
         told = self.read(PARTITIONS)
         self.assertEqual({device: partition.size for device, partition in told.partitions.items()},
                          {"mmcblk0p2": 2**20, "mmcblk0p3": 2**16, "mmcblk0p5": 2**31})
@@ -41,22 +43,22 @@ class Content(Description):
         self.assertFalse(told.update.tells)
         self.assertIsNone(told.maintenance.touch_reset)
 
-    def test_slots(self):
+    def test_slots(self) -> None:
         told = self.read(PARTITIONS + RING + '[images]\n"a.img" = ["mmcblk0p2"]\n'
                          '"b.img" = { 1 = "mmcblk0p3", 8 = "mmcblk0p5" }\n')
         self.assertEqual(told.slots_of("8"), {"mmcblk0p2": "a.img", "mmcblk0p5": "b.img"})
         self.assertEqual([told.version_of(device) for device in told.partitions], ["", "1", "8"])
 
-    def test_ring(self):
+    def test_ring(self) -> None:
         told = self.read(PARTITIONS + RING)
         self.assertEqual([told.after(active) for active in ("", "1", "8", "7")], ["1", "8", "1", None])
 
-    def test_overlay(self):
+    def test_overlay(self) -> None:
         (self.file.parent / "more").mkdir()
         told = self.read('overlay = "more"\n' + PARTITIONS)
         self.assertEqual(told.overlay, (self.file.parent / "more").resolve())
 
-    def test_our_own_agrees_with_what_its_scripts_know(self):
+    def test_our_own_agrees_with_what_its_scripts_know(self) -> None:
         """The scripts run where there is no description; they have lists of their own."""
         told = ours()
         listed = dict(line.split() for line in (rehearsals.SCRIPTS / "partitions.txt").read_text().splitlines())
@@ -66,11 +68,11 @@ class Content(Description):
                           if not partition.fixed})
         removed = [line for line in (rehearsals.SCRIPTS / "backup-files.txt").read_text().splitlines()
                    if line and not line.startswith("#")]
-        self.assertEqual(sorted(removed), sorted(told.maintenance.system_reset))
+        self.assertEqual(sorted(removed), sorted(told.maintenance.system_reset or ()))
         self.assertEqual(set(self.slots_of_scripts(told)), {(version, device, image) for version in told.versions.ring
                                                             for device, image in told.slots_of(version).items()})
 
-    def slots_of_scripts(self, told):
+    def slots_of_scripts(self, told: Instrument) -> Iterator[tuple[str, str, str]]:
         """What the scripts' own table says, asked on an instrument that runs each version."""
         asked = 'for image in $images; do for slot in $(slots_of $image); do echo "$target $slot $image"; done; done'
         for active in told.versions.ring:
@@ -85,21 +87,21 @@ class Content(Description):
                     yield version, slot.removeprefix("/dev/"), image
 
 
-class Mistakes(Description):
-    def test_no_file(self):
+class Mistakes(Described):
+    def test_no_file(self) -> None:
         with self.assertRaisesRegex(DescriptionError, "nowhere.toml: No such file or directory"):
             read(self.file.parent / "nowhere.toml")
 
-    def test_no_text(self):
+    def test_no_text(self) -> None:
         self.file.write_bytes(b'name = "\xff"\n')
         with self.assertRaisesRegex(DescriptionError, "mine.toml: it is no text in UTF-8"):
             read(self.file)
 
-    def test_no_toml(self):
+    def test_no_toml(self) -> None:
         self.assert_mistake(PARTITIONS + "\nring = [\n", 6, "Invalid value")
         self.assert_mistake('name = "a"\nname = "b"\n', 2, "Cannot overwrite a value")
 
-    def test_each(self):
+    def test_each(self) -> None:
         slots = PARTITIONS + RING + "[images]\n"
         for text, line, words in (
             ("name = 5\n" + PARTITIONS, 1, "name has to be a text"),

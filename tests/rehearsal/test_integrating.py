@@ -16,14 +16,14 @@ PAGE = REPOSITORY / "docs/integrating.md"
 class Page(unittest.TestCase):
     maxDiff = None
 
-    def setUp(self):
+    def setUp(self) -> None:
         self.top = Path(tempfile.mkdtemp(prefix="test-integrating-"))
         self.addCleanup(shutil.rmtree, self.top)
         # the same command, but for installing and building
         (self.top / "rehearse").write_text(f"#!/bin/sh\nexec {shlex.join(command())} --folder {self.top}/$$ \"$@\"\n")
         (self.top / "rehearse").chmod(0o755)
 
-    def test_followed(self):
+    def test_followed(self) -> None:
         blocks = re.findall(r"^```(\w+)\n(.*?)^```$", PAGE.read_text(), re.MULTILINE | re.DOTALL)
         self.assertEqual([kind for kind, _ in blocks], ["sh"] * 4 + ["text"] + ["sh", "text"] * 2)
         said = ""
@@ -37,7 +37,7 @@ class Page(unittest.TestCase):
             said = done.stdout + done.stderr
             self.assertEqual(done.returncode, 0, said)
 
-    def test_what_it_names_is_there(self):
+    def test_what_it_names_is_there(self) -> None:
         for name in re.findall(r"\]\(([^)]+)\)", PAGE.read_text()):
             self.assertTrue((PAGE.parent / name).exists(), name)
         usage = (REPOSITORY / "rehearsal/usage.txt").read_text()
