@@ -101,8 +101,12 @@ def keeps(case: Case, path: str) -> bool:
         return False
     survivors = [case.before.real(file) for file in told.survives.files]
     others = [version for version in told.versions.ring if version != case.target]
-    survivors += [told.path_of(template, version) for version in others
-                  for template in (told.versions.user_files, told.versions.manifest) if template]
+    survivors += [
+        told.path_of(template, version)
+        for version in others
+        for template in (told.versions.user_files, told.versions.manifest)
+        if template
+    ]
     return any(path == one or path.startswith(f"{one}/") for one in survivors)
 
 
@@ -131,8 +135,10 @@ def of_switch(case: Case, deed: Deed, lines: list[Line]) -> Iterator[str]:
         path = f"dev/{device}"
         wrong = any(path in line.paths and not line.ok for line in lines)
         if wrong and deed.after.files.get(path) == case.after.files.get(path):
-            yield (f"{name} made version {on_screen(active)} the active one, although {short(device)} does not hold "
-                   f"{image}")
+            yield (
+                f"{name} made version {on_screen(active)} the active one, although {short(device)} does not hold "
+                f"{image}"
+            )
             return
 
 
@@ -173,8 +179,11 @@ def of_idleness(case: Case, deed: Deed, lines: list[Line]) -> Iterator[str]:
         return
     missed = {path for line in lines if not line.ok for path in line.paths if path.startswith("dev/")}
     missed = {path for path in missed if case.after.files.get(path) == case.before.files.get(path)}
-    idle = [one.run.name for one in deeds(case) if one.run.name in IMAGE_SCRIPTS and one.run.code == "0"
-            and not one.slots and not one.files]
+    idle = [
+        one.run.name
+        for one in deeds(case)
+        if one.run.name in IMAGE_SCRIPTS and one.run.code == "0" and not one.slots and not one.files
+    ]
     if missed and deed.run.name in idle:
         yield f"{' and '.join(idle)} ended with 0, but changed nothing on the instrument"
 

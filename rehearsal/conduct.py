@@ -49,8 +49,13 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
     return Player(stage, album, arguments.screen, () if arguments.touch else mode.touches, touched)
 
 
-def run(arguments: argparse.Namespace, stage: Stage, plan: Plan, album: Album, report: Report,
-        ) -> tuple[Record, list[Visit]]:
+def run(
+    arguments: argparse.Namespace,
+    stage: Stage,
+    plan: Plan,
+    album: Album,
+    report: Report,
+) -> tuple[Record, list[Visit]]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     try:
         player = make_player(arguments, stage, album, report)
@@ -66,8 +71,12 @@ def run(arguments: argparse.Namespace, stage: Stage, plan: Plan, album: Album, r
 def limits(arguments: argparse.Namespace, stage: Stage, plan: Plan) -> Limits:
     silence = HAND_SILENCE if arguments.touch else arguments.patience
     reboots, settles = REBOOTS_WITHIN * stage.pace, SETTLES_WITHIN * stage.pace
-    return Limits(silence, 10 * silence * stage.pace, settles if plan.outcome == REJECTED else reboots,
-                  reboots if plan.mode.network else settles)
+    return Limits(
+        silence,
+        10 * silence * stage.pace,
+        settles if plan.outcome == REJECTED else reboots,
+        reboots if plan.mode.network else settles,
+    )
 
 
 def rehearse(arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path) -> bool:
@@ -88,22 +97,37 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     say(judgement, case, report)
     keep_outputs(record, folder)
     flaw = source.flaw()
-    facts = {"what": f"{arguments.mode}: {mode.summary}", "update": f"{arguments.stick}{f': {flaw}' if flaw else ''}",
-             "instrument": description.name,
-             "scripts": str(arguments.scripts or "those of the simulated instrument"), "screen": arguments.screen,
-             "has to end": plan.outcome or plan.asked or "as the program promises whatever the scripts do"}
-    write_page(folder, f"Rehearsal {arguments.mode}, {Path(arguments.stick).name}", facts, case, judgement,
-               album.pictures, report)
+    facts = {
+        "what": f"{arguments.mode}: {mode.summary}",
+        "update": f"{arguments.stick}{f': {flaw}' if flaw else ''}",
+        "instrument": description.name,
+        "scripts": str(arguments.scripts or "those of the simulated instrument"),
+        "screen": arguments.screen,
+        "has to end": plan.outcome or plan.asked or "as the program promises whatever the scripts do",
+    }
+    write_page(
+        folder,
+        f"Rehearsal {arguments.mode}, {Path(arguments.stick).name}",
+        facts,
+        case,
+        judgement,
+        album.pictures,
+        report,
+    )
     report.say(f"The pictures of the screen are in {folder}, all of it as one page in {folder / 'index.html'}")
     if arguments.keep:
         report.say(f"The instrument is in {folder / 'instrument'}; a shell on it: {stage.keep(folder / 'instrument')}")
     return judgement.good
 
 
-def announce(arguments: argparse.Namespace, plan: Plan, description: Description, scripts: dict[str, str],
-             report: Report) -> None:
-    end = f"It has to end {plan.outcome}." if plan.outcome else \
-        "Without a description of your instrument only the program is judged; what the scripts do is told."
+def announce(
+    arguments: argparse.Namespace, plan: Plan, description: Description, scripts: dict[str, str], report: Report
+) -> None:
+    end = (
+        f"It has to end {plan.outcome}."
+        if plan.outcome
+        else "Without a description of your instrument only the program is judged; what the scripts do is told."
+    )
     report.say(f"Rehearsing {arguments.mode}: {plan.mode.summary}. {end}")
     if plan.outcome and (flaw := plan.source.flaw()):
         report.say(f"What is wrong with the update: {flaw}.")
@@ -129,8 +153,9 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash,
-                                         screen_leash, description))
+    stage = STAGES[arguments.on](
+        Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash, screen_leash, description)
+    )
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, description, scratch) else NOT_AS_PROMISED

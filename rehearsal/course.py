@@ -5,8 +5,17 @@ from collections import Counter
 from collections.abc import Collection, Iterator
 
 from rehearsal.case import Case, Line
-from rehearsal.modes import (CLEANUP_SCRIPT, FINISHED, OVERRIDDEN, OVERRIDE_SCRIPT, PROGRESS, REBOOTED, UNZIPPED, UPDATED,
-                   VERIFIED)
+from rehearsal.modes import (
+    CLEANUP_SCRIPT,
+    FINISHED,
+    OVERRIDDEN,
+    OVERRIDE_SCRIPT,
+    PROGRESS,
+    REBOOTED,
+    UNZIPPED,
+    UPDATED,
+    VERIFIED,
+)
 from rehearsal.record import ScriptRun
 
 # What the program prints when a check has found the marker of a rejection, and after which script.
@@ -38,7 +47,7 @@ def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     if case.overrides:
         return {OVERRIDE_SCRIPT: {"0"} if case.outcome == OVERRIDDEN else None}
     rejecting = next((REJECTIONS[line] for line in case.record.lines if line in REJECTIONS), VERIFIED[1])
-    names = [name for name in case.mode.scripts[:case.mode.scripts.index(rejecting) + 1] if case.description.has(name)]
+    names = [name for name in case.mode.scripts[: case.mode.scripts.index(rejecting) + 1] if case.description.has(name)]
     expected = {name: None if name in VERIFIED + UNZIPPED else {"0"} for name in names}
     after = filter(case.description.has, (CLEANUP_SCRIPT, *REBOOTED)) if case.mode.network else ()
     return {**expected, **dict.fromkeys(after, {"0"})}
@@ -87,15 +96,21 @@ def promised_last_word(case: Case) -> str:
     if case.outcome == OVERRIDDEN:
         return "ostat = 0"
     if case.outcome == UPDATED:
-        return "Net Update Successful, rebooting" if case.mode.network else \
-            "Update Successful, exiting" if case.mode.blank else "Update Successful, rebooting"
+        return (
+            "Net Update Successful, rebooting"
+            if case.mode.network
+            else "Update Successful, exiting"
+            if case.mode.blank
+            else "Update Successful, rebooting"
+        )
     return "Net Update Failed, rebooting" if case.mode.network else FINISHED
 
 
 def last_word(case: Case, promised: str) -> str:
     """The promised line if it was the last of its kind."""
-    kind = [line for line in case.record.lines
-            if line in (promised, FINISHED, *REJECTIONS) or PROGRESS.get(line, 0) == 100]
+    kind = [
+        line for line in case.record.lines if line in (promised, FINISHED, *REJECTIONS) or PROGRESS.get(line, 0) == 100
+    ]
     if promised == FINISHED and not any(line in REJECTIONS for line in kind):
         return "no rejection"
     if promised == "ostat = 0" and promised in kind:

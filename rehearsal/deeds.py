@@ -25,8 +25,11 @@ class Deed:
     def changes(self) -> dict[str, str]:
         """What has become of each file that is not as it was, by its path without the first slash."""
         before, after = self.before.files, self.after.files
-        return {path: REMOVED if path not in after else MADE if path not in before else CHANGED
-                for path in sorted(before.keys() | after.keys()) if before.get(path) != after.get(path)}
+        return {
+            path: REMOVED if path not in after else MADE if path not in before else CHANGED
+            for path in sorted(before.keys() | after.keys())
+            if before.get(path) != after.get(path)
+        }
 
     @property
     def slots(self) -> dict[str, str]:
@@ -37,9 +40,14 @@ class Deed:
     def files(self) -> dict[str, str]:
         """The same for files, but for the partitions, the marker, logs, and what a restart changes."""
         home = self.before.description.versions.home.lstrip("/")
-        return {path: how for path, how in self.changes.items()
-                if not path.startswith("dev/") and path != MARKER and not is_log(path)
-                and not (path == home and self.restarted)}
+        return {
+            path: how
+            for path, how in self.changes.items()
+            if not path.startswith("dev/")
+            and path != MARKER
+            and not is_log(path)
+            and not (path == home and self.restarted)
+        }
 
     @property
     def logs(self) -> list[str]:
@@ -85,11 +93,16 @@ def ended(run: ScriptRun) -> str:
 
 def told(deed: Deed) -> list[str]:
     """All that a script did, in words."""
-    words = [f"{'wrote to' if how == CHANGED else how} {short(device)}, {deed.after.description.what_is(device)}"
-             for device, how in deed.slots.items()]
+    words = [
+        f"{'wrote to' if how == CHANGED else how} {short(device)}, {deed.after.description.what_is(device)}"
+        for device, how in deed.slots.items()
+    ]
     if deed.after.active != deed.before.active:
-        words.append(f"made version {on_screen(deed.after.active)} the active one" if deed.after.active
-                     else "left no version active")
+        words.append(
+            f"made version {on_screen(deed.after.active)} the active one"
+            if deed.after.active
+            else "left no version active"
+        )
     if MARKER in deed.changes:
         words.append(f"removed /{MARKER}" if deed.after.marker is None else f"left {marker(deed.after)}")
     words += several(deed)

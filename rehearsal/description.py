@@ -92,8 +92,9 @@ class Description:
 
     def slots_of(self, version: str) -> dict[str, str]:
         """The partitions that an update to a version writes, and the image of each."""
-        return {device: image for image, slots in self.images.items() for device, of in slots.items()
-                if of in ("", version)}
+        return {
+            device: image for image, slots in self.images.items() for device, of in slots.items() if of in ("", version)
+        }
 
     def what_is(self, device: str) -> str:
         """What a partition holds, in words."""

@@ -53,8 +53,11 @@ def output_name(number: int, script: ScriptRun) -> str:
 
 def forget_old(rehearsals: Path) -> None:
     """Removes all folders that were named here but the newest; whatever is called otherwise stays."""
-    named = [(stamp, folder) for folder in rehearsals.iterdir()
-             if (stamp := STAMP.search(folder.name)) and folder.is_dir() and not folder.is_symlink()]
+    named = [
+        (stamp, folder)
+        for folder in rehearsals.iterdir()
+        if (stamp := STAMP.search(folder.name)) and folder.is_dir() and not folder.is_symlink()
+    ]
     named.sort(key=lambda one: (one[0][1], int(one[0][2] or 1)))
     for _, folder in named[:-KEPT]:
         shutil.rmtree(folder, ignore_errors=True)  # another rehearsal may do the same

@@ -90,7 +90,17 @@ def patterns(description: Description) -> Iterator[str]:
     yield from (f"dev/{device}" for device in description.partitions)
     yield from PLACES
     versions, update, logs = description.versions, description.update, description.logs
-    named = (versions.active, versions.manifest, versions.user_files, versions.factory_user_files, versions.home,
-             update.overrides, update.unpacked, *description.survives.files, logs.update, logs.download)
+    named = (
+        versions.active,
+        versions.manifest,
+        versions.user_files,
+        versions.factory_user_files,
+        versions.home,
+        update.overrides,
+        update.unpacked,
+        *description.survives.files,
+        logs.update,
+        logs.download,
+    )
     paths = {path.lstrip("/").replace("{version}", "*") for path in named if path}
     yield from sorted(path for path in paths if not path.startswith(tuple(f"{place}/" for place in PLACES)))

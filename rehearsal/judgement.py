@@ -35,8 +35,11 @@ def judge(case: Case, visits: list[Visit]) -> Judgement:
     good, found = all(line.ok for line in lines), findings(case, lines)
     if not good:
         return Judgement(False, f"{found[0]}.", found[1:], lines)
-    head = f"As promised: {ENDS[case.outcome]}{reason(case)}." if case.described else \
-        "The program did as it promises whatever the scripts do."
+    head = (
+        f"As promised: {ENDS[case.outcome]}{reason(case)}."
+        if case.described
+        else "The program did as it promises whatever the scripts do."
+    )
     return Judgement(True, head, found, lines)
 
 

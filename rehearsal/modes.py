@@ -42,8 +42,14 @@ SCRIPTS = (OVERRIDE_SCRIPT, *MESSAGES)
 
 CHECKED = ("0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh")
 VERIFIED = ("99-USB-ubootDtbVersionCompatibilityCheck.sh", "2-USB-checkupdatefiles.sh")
-WRITTEN = ("3-USB-UBoot.sh", "4-USB-kernel.sh", "5-USB-recoverykernel.sh", "6-USB-recoveryfs.sh",
-           "7-USB-rootfs.sh", "10-USB-PostUpdate.sh")
+WRITTEN = (
+    "3-USB-UBoot.sh",
+    "4-USB-kernel.sh",
+    "5-USB-recoverykernel.sh",
+    "6-USB-recoveryfs.sh",
+    "7-USB-rootfs.sh",
+    "10-USB-PostUpdate.sh",
+)
 UNZIPPED = ("2-AUTUPD-unzipFirmwareImage.sh",)
 BACKED_UP = ("3-AUTUPD-backupUserFiles.sh",)
 RESTORED = ("11-AUTUPD-restoreUserFiles.sh",)
@@ -53,7 +59,7 @@ REBOOT_SCRIPTS = (*REBOOTED, "11-DCA-Reboot.sh")
 
 USB_SCRIPTS = CHECKED + VERIFIED + WRITTEN + SWITCHED + REBOOTED
 KEEPING_SCRIPTS = CHECKED + VERIFIED + BACKED_UP + WRITTEN + RESTORED + SWITCHED + REBOOTED
-NETWORK_SCRIPTS = CHECKED + UNZIPPED + KEEPING_SCRIPTS[len(CHECKED):]
+NETWORK_SCRIPTS = CHECKED + UNZIPPED + KEEPING_SCRIPTS[len(CHECKED) :]
 REBUILD_SCRIPTS = CHECKED + WRITTEN + SWITCHED + ("11-DCA-Reboot.sh",)
 
 # How a rehearsal may have to end.
@@ -87,19 +93,48 @@ class Mode:
 
 MODES = {
     "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",)),
-    "keep": Mode("the same with the user files restored afterwards", None, KEEPING_SCRIPTS,
-                 ("Restore Settings", "USB"), keeps_user_files=True),
-    "network": Mode("update that was downloaded before", "--autoupdate", NETWORK_SCRIPTS,
-                    sources=tuple(ARCHIVES.items()), network=True, keeps_user_files=True),
+    "keep": Mode(
+        "the same with the user files restored afterwards",
+        None,
+        KEEPING_SCRIPTS,
+        ("Restore Settings", "USB"),
+        keeps_user_files=True,
+    ),
+    "network": Mode(
+        "update that was downloaded before",
+        "--autoupdate",
+        NETWORK_SCRIPTS,
+        sources=tuple(ARCHIVES.items()),
+        network=True,
+        keeps_user_files=True,
+    ),
     "rebootusb": Mode("update from the stick after a reboot, untouched", "--rebootusbupdate", USB_SCRIPTS),
-    "blank": Mode("rebuild of a board that was never flashed", None, REBUILD_SCRIPTS,
-                  sources=(("good", UPDATED),), blank=True, verifies=False),
+    "blank": Mode(
+        "rebuild of a board that was never flashed",
+        None,
+        REBUILD_SCRIPTS,
+        sources=(("good", UPDATED),),
+        blank=True,
+        verifies=False,
+    ),
     "goback": Mode("going back to another version, from the stick", "--gobackupdate", USB_SCRIPTS, ("USB",)),
     "deadusb": Mode("rebuild of a dead instrument, from the stick", "--deadusbrebuild", USB_SCRIPTS, ("USB",)),
-    "override": Mode("stick with overrides to install", None, USB_SCRIPTS, ("USB",),
-                     sources=tuple(OVERRIDES.items()), override=True),
-    "tools": Mode("every maintenance screen, to a change of version", None, tourscreens.TOOLS_SCRIPTS,
-                  sources=(("good", TOURED),), tour=tourscreens.TOOLS, tour_ends_with="7"),
-    "settings": Mode("reset of all system settings", None, tourscreens.SETTINGS_SCRIPTS,
-                     sources=(("good", TOURED),), tour=tourscreens.SETTINGS),
+    "override": Mode(
+        "stick with overrides to install", None, USB_SCRIPTS, ("USB",), sources=tuple(OVERRIDES.items()), override=True
+    ),
+    "tools": Mode(
+        "every maintenance screen, to a change of version",
+        None,
+        tourscreens.TOOLS_SCRIPTS,
+        sources=(("good", TOURED),),
+        tour=tourscreens.TOOLS,
+        tour_ends_with="7",
+    ),
+    "settings": Mode(
+        "reset of all system settings",
+        None,
+        tourscreens.SETTINGS_SCRIPTS,
+        sources=(("good", TOURED),),
+        tour=tourscreens.SETTINGS,
+    ),
 }

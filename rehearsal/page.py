@@ -49,18 +49,33 @@ class Thing:
         return self.before != self.after
 
 
-def write_page(folder: Path, title: str, facts: dict[str, str], case: Case, judgement: Judgement,
-               pictures: Sequence[Picture], report: Report) -> None:
+def write_page(
+    folder: Path,
+    title: str,
+    facts: dict[str, str],
+    case: Case,
+    judgement: Judgement,
+    pictures: Sequence[Picture],
+    report: Report,
+) -> None:
     """The pictures have to be written already."""
     template = environment().from_string(TEMPLATE.read_text(encoding="utf-8"))
     played = list(deeds(case))
     text = template.render(
-        title=title, facts=facts, judgement=judgement, started=f"{case.started.astimezone():%d %B %Y, %H:%M}",
-        wrong=[line for line in judgement.lines if not line.ok], right=[line for line in judgement.lines if line.ok],
-        timeline=draw(report.events, played), scripts=[script(number, deed) for number, deed in enumerate(played, 1)],
-        things=list(things(case)), log=case.after.text(case.log).splitlines(), log_name=f"/{case.log}",
+        title=title,
+        facts=facts,
+        judgement=judgement,
+        started=f"{case.started.astimezone():%d %B %Y, %H:%M}",
+        wrong=[line for line in judgement.lines if not line.ok],
+        right=[line for line in judgement.lines if line.ok],
+        timeline=draw(report.events, played),
+        scripts=[script(number, deed) for number, deed in enumerate(played, 1)],
+        things=list(things(case)),
+        log=case.after.text(case.log).splitlines(),
+        log_name=f"/{case.log}",
         pictures=[(picture.state, f"{picture.at - report.started:.2f} s", data(picture.file)) for picture in pictures],
-        events=[(f"{event.at:9.3f}", event.kind, event.text) for event in report.events])
+        events=[(f"{event.at:9.3f}", event.kind, event.text) for event in report.events],
+    )
     file = folder / "index.html"
     with naming(file):
         file.write_bytes(text.encode(errors="replace"))
@@ -68,8 +83,13 @@ def write_page(folder: Path, title: str, facts: dict[str, str], case: Case, judg
 
 def environment() -> jinja2.Environment:
     """Every text is escaped, and made plain before."""
-    return jinja2.Environment(autoescape=True, undefined=jinja2.StrictUndefined, trim_blocks=True, lstrip_blocks=True,
-                              finalize=lambda value: plain(value) if type(value) is str else value)
+    return jinja2.Environment(
+        autoescape=True,
+        undefined=jinja2.StrictUndefined,
+        trim_blocks=True,
+        lstrip_blocks=True,
+        finalize=lambda value: plain(value) if type(value) is str else value,
+    )
 
 
 def data(file: Path) -> str:
@@ -82,8 +102,17 @@ def script(number: int, deed: Deed) -> Script:
     seconds = f"after {run.ended - run.started:.2f} s" if run.ended is not None else ""
     lines = run.printed.splitlines()
     how = "restarted the instrument" if deed.restarted else ended(run)
-    return Script(number, run.name, how, seconds, deed.failed, told(deed), lines[-LINES_SHOWN:], len(lines),
-                  output_name(number, run))
+    return Script(
+        number,
+        run.name,
+        how,
+        seconds,
+        deed.failed,
+        told(deed),
+        lines[-LINES_SHOWN:],
+        len(lines),
+        output_name(number, run),
+    )
 
 
 def things(case: Case) -> Iterator[Thing]:
@@ -94,19 +123,26 @@ def things(case: Case) -> Iterator[Thing]:
         path = f"dev/{device}"
         was, now = sum_of(before.files.get(path)), sum_of(after.files.get(path))
         held = images.get(path, "")
-        yield Thing(f"{short(device)}: {told_of.what_is(device)}", was,
-                    f"{now} ({held})" if was != now and held in told_of.images else now)
+        yield Thing(
+            f"{short(device)}: {told_of.what_is(device)}",
+            was,
+            f"{now} ({held})" if was != now and held in told_of.images else now,
+        )
     versions = told_of.versions
     if versions.active:
         yield Thing("active partition", named(before.active), named(after.active))
     for version in versions.ring:
         if versions.manifest:
-            yield Thing(f"manifest of {on_screen(version)}", installed(before.manifest(version)),
-                        installed(after.manifest(version)))
+            yield Thing(
+                f"manifest of {on_screen(version)}",
+                installed(before.manifest(version)),
+                installed(after.manifest(version)),
+            )
     for version in versions.ring:
         if versions.user_files:
-            yield Thing(f"user files of {on_screen(version)}", *files(before.user_files(version),
-                                                                      after.user_files(version)))
+            yield Thing(
+                f"user files of {on_screen(version)}", *files(before.user_files(version), after.user_files(version))
+            )
     if versions.home:
         yield Thing(versions.home, before.home or "no link", after.home or "no link")
     for file in told_of.survives.files:

@@ -33,8 +33,11 @@ def description_of(arguments: argparse.Namespace) -> Description:
 def make_plan(arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path) -> Plan:
     """The update is made if it is one of ours. Scripts without a description of their instrument are not judged."""
     mode = MODES[arguments.mode]
-    if mode.tour_ends_with and description.versions.ring[:1] != ("1",) or \
-            mode.tour_ends_with not in ("", *description.versions.ring):
+    if (
+        mode.tour_ends_with
+        and description.versions.ring[:1] != ("1",)
+        or mode.tour_ends_with not in ("", *description.versions.ring)
+    ):
         raise StageError(f"the tour {arguments.mode} needs an instrument with the versions 1 and {mode.tour_ends_with}")
     source, outcome = choose_source(arguments, stage, description, scratch)
     if arguments.scripts and not arguments.instrument:
@@ -45,16 +48,19 @@ def make_plan(arguments: argparse.Namespace, stage: Stage, description: Descript
     return Plan(mode, source, outcome)
 
 
-def choose_source(arguments: argparse.Namespace, stage: Stage, description: Description,
-                  scratch: Path) -> tuple[Source, str]:
+def choose_source(
+    arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path
+) -> tuple[Source, str]:
     """The update, and how it has to end if it is one of ours."""
     mode = MODES[arguments.mode]
     outcome = dict(mode.sources).get(arguments.stick)
     if outcome is None:
         path = Path(arguments.stick).resolve()
         if not (path.is_file() if mode.network else (path / "update").is_dir()):
-            raise StageError(f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
-                             f"nor {'an archive' if mode.network else 'a directory that holds update'}")
+            raise StageError(
+                f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
+                f"nor {'an archive' if mode.network else 'a directory that holds update'}"
+            )
         return Source(path, description), ""
     path = scratch / ("update.zip" if mode.network else "stick")
     kind = [] if arguments.stick == "good" else ["--override" if mode.override else "--bad", arguments.stick]
@@ -71,8 +77,10 @@ def promise_of(source: Source, mode: Mode, description: Description) -> str:
     if not mode.verifies:
         return UPDATED
     if not description.update.tells:
-        raise StageError(f"{description.file} does not say how to tell a good update from a bad one, in [update] by "
-                         f"sums or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}")
+        raise StageError(
+            f"{description.file} does not say how to tell a good update from a bad one, in [update] by "
+            f"sums or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}"
+        )
     return REJECTED if source.flaw() else UPDATED
 
 
@@ -87,8 +95,11 @@ def scene_of(arguments: argparse.Namespace, description: Description) -> Scene:
 def unstartable(names: list[str], plan: Plan, scripts: Path | None) -> dict[str, str]:
     """Of the scripts that the program may come to, those that cannot be started, and why."""
     network = plan.mode.network
-    wanted = (*plan.mode.scripts, *((modes.CLEANUP_SCRIPT,) if network else ()),
-              *((modes.OVERRIDE_SCRIPT,) if not network and plan.source.overrides() else ()))
+    wanted = (
+        *plan.mode.scripts,
+        *((modes.CLEANUP_SCRIPT,) if network else ()),
+        *((modes.OVERRIDE_SCRIPT,) if not network and plan.source.overrides() else ()),
+    )
     return {name: reason(place) for name, place in places(scripts or OUR_SCRIPTS) if name in names and name in wanted}
 
 

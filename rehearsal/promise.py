@@ -10,8 +10,19 @@ from dataclasses import dataclass, field
 from rehearsal import course
 from rehearsal.case import Case, Line
 from rehearsal.deeds import Deed, deeds, ended
-from rehearsal.modes import (CHECKED, CLEANUP_SCRIPT, FINISHED, MESSAGES, OVERRIDDEN, OVERRIDE_SCRIPT, PROGRESS,
-                             REBOOT_SCRIPTS, REJECTED, UPDATED, VERIFIED)
+from rehearsal.modes import (
+    CHECKED,
+    CLEANUP_SCRIPT,
+    FINISHED,
+    MESSAGES,
+    OVERRIDDEN,
+    OVERRIDE_SCRIPT,
+    PROGRESS,
+    REBOOT_SCRIPTS,
+    REJECTED,
+    UPDATED,
+    VERIFIED,
+)
 
 RECOVERY_SCRIPT = CHECKED[1]
 RECOVERY_MESSAGE = MESSAGES[RECOVERY_SCRIPT][0]
@@ -42,12 +53,15 @@ def judge(case: Case) -> Iterator[Line]:
     paused = {message for name in wanted.scripts for message in MESSAGES.get(name, ())}
     unseen = [line for line in shown if line in paused and f"{PROGRESS[line]} {line}" not in case.record.states]
     pictured = "a picture of each step"
-    yield Line("screen", f"no picture of \"{unseen[0]}\"" if unseen else pictured, pictured)
+    yield Line("screen", f'no picture of "{unseen[0]}"' if unseen else pictured, pictured)
     for script, how, follows in wanted.results:
         yield Line(f"{script} {how}", made_of(script, lines), follows)
     missing = [line for line in wanted.prints if line not in lines]
-    yield Line("prints", f"no \"{missing[0]}\"" if missing else f"{len(wanted.prints)} as they should be",
-               f"{len(wanted.prints)} as they should be")
+    yield Line(
+        "prints",
+        f'no "{missing[0]}"' if missing else f"{len(wanted.prints)} as they should be",
+        f"{len(wanted.prints)} as they should be",
+    )
     if case.asked:
         yield Line("the end", wanted.outcome or "none", case.asked)
 
@@ -115,8 +129,13 @@ def reject(case: Case, made: Course, name: str) -> Course:
 
 
 def finish(case: Case, made: Course, in_network: str) -> Course:
-    message = in_network if case.mode.network else "Update Successful, exiting" if case.mode.blank else \
-        "Update Successful, rebooting"
+    message = (
+        in_network
+        if case.mode.network
+        else "Update Successful, exiting"
+        if case.mode.blank
+        else "Update Successful, rebooting"
+    )
     if not case.mode.blank:
         made.prints.append("REBOOTING...")
     step(case, made, case.mode.scripts[-1], message)

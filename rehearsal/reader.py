@@ -12,16 +12,20 @@ from dataclasses import fields
 from pathlib import Path
 from typing import Any
 
-from rehearsal.description import (KNOWN_VERSIONS, Description, Logs, Maintenance, Partition, Survives, Update,
-                                   Versions)
+from rehearsal.description import KNOWN_VERSIONS, Description, Logs, Maintenance, Partition, Survives, Update, Versions
 from rehearsal.modes import SCRIPTS
 
 OURS = Path(__file__).resolve().parent.parent / "simulator/instrument.toml"
 FLASHED = "mmcblk0p2"  # without it the program takes a board for a blank one
 SIZE = 'a size such as "512K" or "4M"'
 UNITS = {"": 1, "K": 2**10, "M": 2**20, "G": 2**30}
-SECTIONS: dict[str, type] = {"versions": Versions, "update": Update, "logs": Logs, "survives": Survives,
-                             "maintenance": Maintenance}
+SECTIONS: dict[str, type] = {
+    "versions": Versions,
+    "update": Update,
+    "logs": Logs,
+    "survives": Survives,
+    "maintenance": Maintenance,
+}
 TOP = ("name", "scripts", "overlay", "partitions", "images", *SECTIONS)
 
 
@@ -70,13 +74,17 @@ class Reader:
         return Description(self._file, name, partitions, images, self._scripts(), self._overlay(), **sections)
 
     def _partitions(self) -> dict[str, Partition]:
-        table = self._typed(("partitions",), self._content.get("partitions"), dict,
-                            "a table of devices, [partitions], and has to be there")
-        partitions = {device: self._partition(("partitions", device), device, entry)
-                      for device, entry in table.items()}
+        table = self._typed(
+            ("partitions",),
+            self._content.get("partitions"),
+            dict,
+            "a table of devices, [partitions], and has to be there",
+        )
+        partitions = {device: self._partition(("partitions", device), device, entry) for device, entry in table.items()}
         if FLASHED not in partitions:
-            raise self._mistake(("partitions",), f"lacks {FLASHED}: without it the program takes every board for a "
-                                                 "blank one")
+            raise self._mistake(
+                ("partitions",), f"lacks {FLASHED}: without it the program takes every board for a " "blank one"
+            )
         return partitions
 
     def _partition(self, place: tuple[str, ...], device: str, entry: Any) -> Partition:
@@ -119,8 +127,10 @@ class Reader:
         for version in ring:
             if version not in of_version:
                 raise self._mistake(place, f"names no partition for version {version}")
-        return {self._typed((*place, version), device, str, "a partition"): version
-                for version, device in of_version.items()}
+        return {
+            self._typed((*place, version), device, str, "a partition"): version
+            for version, device in of_version.items()
+        }
 
     def _section(self, name: str, kind: type) -> Any:
         table = self._typed((name,), self._content.get(name, {}), dict, f"a table, [{name}]")
@@ -213,12 +223,12 @@ def line_of(lines: list[str], place: tuple[str, ...], near: str) -> int:
             table = keys_of(header[1])
         elif key := re.match(r"\s*((?:[\w.-]+|\"[^\"]*\"|'[^']*')+)\s*=", line):
             at = (*table, *keys_of(key[1]))
-            inside = all(re.search(rf"(?<![\w-]){re.escape(rest)}['\"]?\s*=", line) for rest in place[len(at):])
+            inside = all(re.search(rf"(?<![\w-]){re.escape(rest)}['\"]?\s*=", line) for rest in place[len(at) :])
             deep = len(place) if inside else len(at)
-            if at == place[:len(at)] and deep > depth:
+            if at == place[: len(at)] and deep > depth:
                 found, depth = number, deep
             continue
-        if header and table == place[:len(table)] and len(table) > depth:
+        if header and table == place[: len(table)] and len(table) > depth:
             found, depth = number, len(table)
     if near and found:
         return next((number for number in range(found, len(lines) + 1) if near in lines[number - 1]), found)

@@ -52,8 +52,10 @@ class Report:
 
     def table(self, lines: list[Line]) -> None:
         """The lines of a verdict: what is now, and what was promised."""
-        first, second = (max(len(text) for text in column) for column in
-                         zip(*((line.what, line.now if line.ok else "") for line in lines)))
+        first, second = (
+            max(len(text) for text in column)
+            for column in zip(*((line.what, line.now if line.ok else "") for line in lines))
+        )
         for line in lines:
             mark = "ok" if line.ok else "NOT ok"
             self.say(f"  {mark:<8}{line.what:<{first + 2}}{line.now:<{second}}  promised: {line.promised}")

@@ -46,7 +46,7 @@ class Source:
         update = self._description.update
         bootloader = self.manifest().get(update.bootloader_key, "")
         if update.bootloader_key and bootloader != PROGRAM_BOOTLOADER:
-            return f"it is for bootloader \"{bootloader}\", not {PROGRAM_BOOTLOADER}"
+            return f'it is for bootloader "{bootloader}", not {PROGRAM_BOOTLOADER}'
         listed = self._listed_sums()
         brought = [name for name in update.more if self.read(name) is not None]
         for name in filter(None, (update.manifest, *self._description.images, *brought)):
@@ -68,8 +68,11 @@ class Source:
         """The files of the OVERRIDE directory by name, without their sums."""
         directory = self.path / "update/OVERRIDE"
         files = directory.iterdir() if directory.is_dir() else ()
-        return {file.name: file.read_bytes() for file in files
-                if file.is_file() and not file.is_symlink() and file.name != self._description.update.sums}
+        return {
+            file.name: file.read_bytes()
+            for file in files
+            if file.is_file() and not file.is_symlink() and file.name != self._description.update.sums
+        }
 
     def _listed_sums(self) -> dict[str, str]:
         sums = self._description.update.sums

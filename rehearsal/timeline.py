@@ -67,10 +67,21 @@ def draw(events: Sequence[Event], deeds: Sequence[Deed]) -> Timeline:
         run = deed.run
         until = run.ended if run.ended is not None else end
         how = f"{ended(run)} after {until - run.started:.2f} s" if not deed.restarted else "restarted the instrument"
-        line.bars.append(Bar(x(run.started), HEAD + row * ROW, max(SMALLEST, round(x(until) - x(run.started), 1)),
-                             run.name, f"{run.name} {how}", deed.failed))
-    steps = [(x(event.at), PROGRESS[event.text.removeprefix("| ")]) for event in events
-             if event.kind == "console" and event.text.removeprefix("| ") in PROGRESS]
+        line.bars.append(
+            Bar(
+                x(run.started),
+                HEAD + row * ROW,
+                max(SMALLEST, round(x(until) - x(run.started), 1)),
+                run.name,
+                f"{run.name} {how}",
+                deed.failed,
+            )
+        )
+    steps = [
+        (x(event.at), PROGRESS[event.text.removeprefix("| ")])
+        for event in events
+        if event.kind == "console" and event.text.removeprefix("| ") in PROGRESS
+    ]
     line.steps_top = HEAD + (first + len(deeds)) * ROW + 14
     line.steps_bottom = line.steps_top + (STEPS_HEIGHT if steps else 0)
     line.foot = line.steps_bottom + 18

@@ -55,8 +55,15 @@ class Tour:
     By hand: it waits for each touch, however long, instead of touching itself.
     """
 
-    def __init__(self, stage: Stage, album: Album, size: str, stops: tuple[Stop, ...],
-                 told: Callable[[str, str], None], by_hand: bool):
+    def __init__(
+        self,
+        stage: Stage,
+        album: Album,
+        size: str,
+        stops: tuple[Stop, ...],
+        told: Callable[[str, str], None],
+        by_hand: bool,
+    ):
         self.failure = ""
         self.visits: list[Visit] = []
         self._stage, self._album = stage, album
@@ -131,8 +138,11 @@ class Tour:
         if stop.opens or stop.back_to:
             return self._window_there(stop) if self._stage.tells_windows else self._screen_there(stop)
         sight = self._look()
-        return sight.window == self._before.window and sight.left != self._before.left and \
-            (not stop.same_as or sight.left == self._seen[stop.same_as].left)
+        return (
+            sight.window == self._before.window
+            and sight.left != self._before.left
+            and (not stop.same_as or sight.left == self._seen[stop.same_as].left)
+        )
 
     def _window_there(self, stop: Stop) -> bool:
         window = self._stage.window()
@@ -181,4 +191,4 @@ class Tour:
             return
         window = self._stage.window()
         where = f": the window in front is \"{window.title if window else ''}\"" if self._stage.tells_windows else ""
-        self.failure = f"after \"{self._stop.touch or before.name}\" there is no {self._stop.shows}{where}"
+        self.failure = f'after "{self._stop.touch or before.name}" there is no {self._stop.shows}{where}'

@@ -46,6 +46,7 @@ CHANGES_VERSION = "change of version"
 @dataclass(frozen=True)
 class Stop:
     """One touch, and what it leads to. Without `opens` and `back_to` the window in front stays there."""
+
     touch: str  # none: the screen changes by itself
     shows: str  # the name of what is seen then
     opens: str = ""  # a window of this title
@@ -58,12 +59,14 @@ class Stop:
 
 def reset(button: str, name: str, does: str = "") -> tuple[Stop, ...]:
     """A reset that is accepted, or rejected if there is nothing that it does."""
-    answer = Stop("warning: Reject", f"menu after {name} reset rejected", back_to="menu",
-                  act=f"{name} reset, rejected")
+    answer = Stop("warning: Reject", f"menu after {name} reset rejected", back_to="menu", act=f"{name} reset, rejected")
     if does:
         answer = Stop("warning: Accept", f"menu after {name} reset", back_to="menu", act=f"{name} reset", does=does)
-    return (Stop(button, f"reset {name}", opens="Dialog"),
-            Stop("reset: Reset", f"{name} reset warning", opens="Dialog"), answer)
+    return (
+        Stop(button, f"reset {name}", opens="Dialog"),
+        Stop("reset: Reset", f"{name} reset warning", opens="Dialog"),
+        answer,
+    )
 
 
 LOOKING = (
@@ -98,8 +101,7 @@ RESETS = (
 EXPORT = (
     Stop("menu: Export Data", "export", opens="Dialog"),
     Stop("", "export stick found", says="checkState time = 6 - 1 - 1"),
-    Stop("export: Export Data", "exported", says="Export file code = ", act="export",
-         does="export"),
+    Stop("export: Export Data", "exported", says="Export file code = ", act="export", does="export"),
     Stop("export: Done", "menu after export", back_to="menu"),
 )
 CHANGE = (
@@ -111,13 +113,17 @@ CHANGES = (
     *CHANGE,
     Stop("warning: Reject", "menu after change rejected", back_to="menu", act="version change, rejected"),
     *CHANGE,
-    Stop("warning: Accept", "rebooting", opens="Dialog", act="version change",
-         does=CHANGES_VERSION),
+    Stop("warning: Accept", "rebooting", opens="Dialog", act="version change", does=CHANGES_VERSION),
 )
 
 TOOLS = LOOKING + RESETS + MENU_AGAIN + EXPORT + CHANGES
-TOOLS_SCRIPTS = ("RemoveSingleFile.sh", "RemoveSingleFile.sh", "RemoveDetectedDisplayFiles.sh", "ExportFiles.sh",
-                 "ChangeToPartition.sh")
+TOOLS_SCRIPTS = (
+    "RemoveSingleFile.sh",
+    "RemoveSingleFile.sh",
+    "RemoveDetectedDisplayFiles.sh",
+    "ExportFiles.sh",
+    "ChangeToPartition.sh",
+)
 
 SETTINGS = (
     Stop("main: Support Tools", "menu", opens="Form"),

@@ -32,7 +32,8 @@ def program(case: Case, visits: list[Visit]) -> list[Line]:
     wanted = [name for name in case.mode.scripts if name not in case.unstartable]
     return [line for line in course_of_tour(case, visits) if line.what != "scripts"] + [
         Line("order of the scripts", ", ".join(ran) or "none", ", ".join(wanted) or "none"),
-        Line("reboots", str(case.after.reboots), "1")]
+        Line("reboots", str(case.after.reboots), "1"),
+    ]
 
 
 def course_of_tour(case: Case, visits: list[Visit]) -> Iterator[Line]:
@@ -92,9 +93,11 @@ def promise(case: Case, stop: Stop) -> list[str] | None:
 
 def changes(before: Holdings, after: Holdings) -> list[str]:
     """What differs, but for the lines that logs have grown by."""
-    words = {path: "is gone" if path not in after.files else "is new" if path not in before.files else "is changed"
-             for path in sorted(set(before.files) | set(after.files))
-             if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")}
+    words = {
+        path: "is gone" if path not in after.files else "is new" if path not in before.files else "is changed"
+        for path in sorted(set(before.files) | set(after.files))
+        if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")
+    }
     return [f"{EXPORT_NAME if EXPORTED.fullmatch(path) else path} {word}" for path, word in words.items()]
 
 
@@ -120,8 +123,11 @@ def archive(case: Case, visits: list[Visit]) -> Iterator[Line]:
 def exported(held: Holdings) -> dict[str, str]:
     """The sums of the files that an export has to hold."""
     tops = [path.lstrip("/") for path in held.description.maintenance.export or ()]
-    return {path: mark.rpartition(" ")[2] for path, mark in held.files.items()
-            if any(path == top or path.startswith(f"{top}/") for top in tops)}
+    return {
+        path: mark.rpartition(" ")[2]
+        for path, mark in held.files.items()
+        if any(path == top or path.startswith(f"{top}/") for top in tops)
+    }
 
 
 def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:

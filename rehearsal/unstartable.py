@@ -19,7 +19,7 @@ def reason(script: Path) -> str:
     if not words:
         return "is empty" if not first else "does not begin with #! and an interpreter"
     if words[-1].endswith("\r"):
-        return f"has Windows line ends, so its interpreter \"{words[0].rstrip(chr(13))}\\r\" is not there"
+        return f'has Windows line ends, so its interpreter "{words[0].rstrip(chr(13))}\\r" is not there'
     return f"names the interpreter {words[0]}, which is not there"
 
 

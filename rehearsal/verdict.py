@@ -28,8 +28,12 @@ def slots(case: Case) -> Iterator[Line]:
         path = f"dev/{device}"
         image = written.get(device)
         if image or path in case.before.files:
-            yield Line(f"{short(device):<6}{description.what_is(device)}".rstrip(), slot_text(case, device, image),
-                       image or AS_BEFORE, (path,))
+            yield Line(
+                f"{short(device):<6}{description.what_is(device)}".rstrip(),
+                slot_text(case, device, image),
+                image or AS_BEFORE,
+                (path,),
+            )
 
 
 def slot_text(case: Case, device: str, image: str | None) -> str:
@@ -90,7 +94,7 @@ def describe(manifest: dict[str, str], when: str) -> str:
 
 
 def installed(case: Case, manifest: dict[str, str]) -> str:
-    """"now" if the date lies within the rehearsal, by the instrument's clock or by this machine's."""
+    """ "now" if the date lies within the rehearsal, by the instrument's clock or by this machine's."""
     text = manifest.get("install_date_time", "without a date")
     try:
         date = datetime.datetime.strptime(text, "%Y%m%d %H:%M:%S")
@@ -119,9 +123,12 @@ def user_files_line(case: Case, version: str) -> Line | None:
     faults |= {path: "differs" for path in promised if path in now and now[path] != promised[path]}
     faults |= {path: "does not belong there" for path in now if path not in promised}
     top = case.description.path_of(case.description.versions.user_files, version)
-    return Line(f"user files of {on_screen(version)}",
-                course.shortened([f"{path} {fault}" for path, fault in faults.items()]) or owner, owner,
-                tuple(f"{top}/{path}" for path in faults))
+    return Line(
+        f"user files of {on_screen(version)}",
+        course.shortened([f"{path} {fault}" for path, fault in faults.items()]) or owner,
+        owner,
+        tuple(f"{top}/{path}" for path in faults),
+    )
 
 
 def settings(case: Case) -> Iterator[Line]:
@@ -162,14 +169,29 @@ def leftovers(case: Case) -> Iterator[Line]:
     told = case.description
     unpacked = f"{told.update.unpacked.lstrip('/')}/"
     download = tuple(path for path in (told.update.download.lstrip("/"), unpacked) if len(path) > 1)
-    allowed = (*download, MARKER, *([told.versions.home.lstrip("/")] if told.versions.home else []),
-               *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []))
+    allowed = (
+        *download,
+        MARKER,
+        *([told.versions.home.lstrip("/")] if told.versions.home else []),
+        *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []),
+    )
     paths = sorted(set(case.before.files) | set(case.after.files))
-    changed = [path for path in paths if compared(case, path) != AS_BEFORE
-               and not path.startswith(allowed) and not is_log(path)]
-    yield Line("everything else", course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE, AS_BEFORE,
-               tuple(changed))
+    changed = [
+        path
+        for path in paths
+        if compared(case, path) != AS_BEFORE and not path.startswith(allowed) and not is_log(path)
+    ]
+    yield Line(
+        "everything else",
+        course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE,
+        AS_BEFORE,
+        tuple(changed),
+    )
     if case.mode.network and download:
         rest = [path for path in case.after.files if path.startswith(download) and not path.endswith(".log")]
-        yield Line("rejected download", course.shortened([f"{path} is left" for path in rest]) or "removed", "removed",
-                   tuple(rest))
+        yield Line(
+            "rejected download",
+            course.shortened([f"{path} is left" for path in rest]) or "removed",
+            "removed",
+            tuple(rest),
+        )

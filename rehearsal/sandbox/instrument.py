@@ -32,9 +32,17 @@ class Tools:
     def run(self, name: str, *arguments: str | Path) -> None:
         command = [str(SIMULATOR / name), *map(str, arguments)]
         try:
-            done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
-                                  env={**os.environ, "TMPDIR": str(self._temporary)}, pass_fds=[self._leash.end],
-                                  timeout=MAKES_WITHIN, check=False)
+            done = subprocess.run(
+                command,
+                stdin=subprocess.DEVNULL,
+                capture_output=True,
+                text=True,
+                errors="replace",
+                env={**os.environ, "TMPDIR": str(self._temporary)},
+                pass_fds=[self._leash.end],
+                timeout=MAKES_WITHIN,
+                check=False,
+            )
         except (OSError, subprocess.TimeoutExpired) as error:
             raise StageError(f"{name}: {error}") from error
         if done.returncode != 0:
@@ -99,10 +107,19 @@ class Instrument(Tree):
 
     def command(self, program: Path, bwrap_options: Sequence[str], options: Sequence[str]) -> list[str]:
         """What starts the program on this instrument."""
-        return [str(SIMULATOR / "sandbox"), str(self.root), *bwrap_options,
-                "--ro-bind", str(program), PROGRAM,
-                "--ro-bind", str(HERE / "watch-script"), WATCHER,
-                PROGRAM, *options]
+        return [
+            str(SIMULATOR / "sandbox"),
+            str(self.root),
+            *bwrap_options,
+            "--ro-bind",
+            str(program),
+            PROGRAM,
+            "--ro-bind",
+            str(HERE / "watch-script"),
+            WATCHER,
+            PROGRAM,
+            *options,
+        ]
 
     def _can_start(self, script: Path) -> bool:
         if not script.is_file() or not os.access(script, os.X_OK):

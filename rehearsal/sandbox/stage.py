@@ -15,8 +15,20 @@ from rehearsal.lines import Lines
 from rehearsal.sandbox.instrument import GATE, JOURNAL, SIMULATOR, Instrument, Tools
 from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 from rehearsal.sandbox.xserver import XServer
-from rehearsal.stage import (Complained, Ended, Event, Rebooted, Said, Scene, ScriptEnded, ScriptStarts, Setting,
-                             Stage, StageError, Window)
+from rehearsal.stage import (
+    Complained,
+    Ended,
+    Event,
+    Rebooted,
+    Said,
+    Scene,
+    ScriptEnded,
+    ScriptStarts,
+    Setting,
+    Stage,
+    StageError,
+    Window,
+)
 
 DOWNLOAD = "mnt/recovery/download/update.zip"
 
@@ -39,12 +51,20 @@ class Run:
         journal, self._gate = (os.open(instrument.root / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
         environment = {**os.environ, "DISPLAY": display, "QT_QPA_PLATFORM": "xcb", "LANG": "C.UTF-8"}
         command = instrument.command(program, ["--sync-fd", str(leash.end)], options)
-        process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                                   pass_fds=[leash.end], env=environment, start_new_session=True)
+        process = subprocess.Popen(
+            command,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            pass_fds=[leash.end],
+            env=environment,
+            start_new_session=True,
+        )
         assert process.stdout and process.stderr
         self._process = process
-        self._console, self._errors, self._journal = (Lines(pipe) for pipe in (
-            process.stdout.fileno(), process.stderr.fileno(), journal))
+        self._console, self._errors, self._journal = (
+            Lines(pipe) for pipe in (process.stdout.fileno(), process.stderr.fileno(), journal)
+        )
         self._exited = os.pidfd_open(process.pid)
 
     def descriptors(self) -> list[int]:
@@ -126,8 +146,13 @@ class SandboxStage(Stage):
         self._server = self._open_screen(say)
         with screen_told():
             self._display = XDisplay(self._server.display)
-        self._run = Run(self._there, self._setting.program.resolve(), [option] if option else [],
-                        self._server.display, self._setting.leash)
+        self._run = Run(
+            self._there,
+            self._setting.program.resolve(),
+            [option] if option else [],
+            self._server.display,
+            self._setting.leash,
+        )
 
     def descriptors(self) -> list[int]:
         return [self._screen.fileno(), *self._running.descriptors()]

@@ -17,13 +17,29 @@ from rehearsal.sandbox import tree
 from rehearsal.source import Source
 
 IMAGES = ("u-boot.img", "kernel.img", "recovery-kernel.img", "recoveryfs.img", "rootfs.img")
-USB_SLOTS = {"boot0": "u-boot.img", "boot1": "u-boot.img", "p3": "recovery-kernel.img", "p2": "recoveryfs.img",
-             "p5": "kernel.img", "p7": "rootfs.img"}
+USB_SLOTS = {
+    "boot0": "u-boot.img",
+    "boot1": "u-boot.img",
+    "p3": "recovery-kernel.img",
+    "p2": "recoveryfs.img",
+    "p5": "kernel.img",
+    "p7": "rootfs.img",
+}
 ALL_SLOTS = ("boot0", "boot1", *(f"p{number}" for number in range(1, 9)))
-USB_SCRIPTS = ("0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh",
-               "99-USB-ubootDtbVersionCompatibilityCheck.sh", "2-USB-checkupdatefiles.sh", "3-USB-UBoot.sh",
-               "4-USB-kernel.sh", "5-USB-recoverykernel.sh", "6-USB-recoveryfs.sh", "7-USB-rootfs.sh",
-               "10-USB-PostUpdate.sh", "11-SetNextPartition.sh", "11-Reboot.sh")
+USB_SCRIPTS = (
+    "0-checkpartitions.sh",
+    "1-AUTUPD-createRecoverySystem.sh",
+    "99-USB-ubootDtbVersionCompatibilityCheck.sh",
+    "2-USB-checkupdatefiles.sh",
+    "3-USB-UBoot.sh",
+    "4-USB-kernel.sh",
+    "5-USB-recoverykernel.sh",
+    "6-USB-recoveryfs.sh",
+    "7-USB-rootfs.sh",
+    "10-USB-PostUpdate.sh",
+    "11-SetNextPartition.sh",
+    "11-Reboot.sh",
+)
 MANIFEST = "core_version=9.9\ncore_build=77\ncore_build_date=20250101\nimage_bootloader_version=V4.05.00\n"
 LOG = "media/usb0/update/update.log"
 STARTED = datetime.datetime.now(datetime.timezone.utc)
@@ -81,8 +97,9 @@ class Tree:
     def reject(self):
         """What is left of an update that the file check turned down."""
         self.outcome = REJECTED
-        self.record = Record(["Verifying Files...FAILED", "FINISHED"],
-                             [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS[:3]])
+        self.record = Record(
+            ["Verifying Files...FAILED", "FINISHED"], [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS[:3]]
+        )
         self.record.runs.append(ScriptRun(USB_SCRIPTS[3], 1.0, 2.0, "3"))
         self.write(LOG, "".join(f"{name}: ok\n" for name in USB_SCRIPTS[:4]) + "kernel.img has a wrong sum\n")
         self.write("tmp/verifyFailed", "kernel.img has a wrong sum\n")

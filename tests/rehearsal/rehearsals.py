@@ -59,8 +59,15 @@ class Rehearsal:
         self.test = test
         self.folder = Path(tempfile.mkdtemp(prefix="test-rehearsal-"))
         test.addCleanup(shutil.rmtree, self.folder)
-        done = subprocess.run(command("--folder", self.folder, *options), stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True, timeout=ENDS_WITHIN, env=environment(), check=False)
+        done = subprocess.run(
+            command("--folder", self.folder, *options),
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=ENDS_WITHIN,
+            env=environment(),
+            check=False,
+        )
         self.status = done.returncode
         self.output = done.stdout + done.stderr
 
@@ -101,8 +108,13 @@ class Running:
         self.scratch = directory(test)
         self.output = ""
         self.process = subprocess.Popen(
-            command("--folder", directory(test), *options), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE if separate_errors else subprocess.STDOUT, env=environment(TMPDIR=str(self.scratch), **variables), start_new_session=True)
+            command("--folder", directory(test), *options),
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE if separate_errors else subprocess.STDOUT,
+            env=environment(TMPDIR=str(self.scratch), **variables),
+            start_new_session=True,
+        )
         test.addCleanup(self.process.stdout.close)
         if separate_errors:
             test.addCleanup(self.process.stderr.close)

@@ -47,19 +47,24 @@ class Cause(unittest.TestCase):
 
     def image(self, name: str, *slots: str) -> Callable[[], None]:
         """An act: to write an image."""
+
         def act() -> None:
             for slot in slots:
                 self.tree.write(f"dev/mmcblk0{slot}", f"new {name}" + "\0" * 50)
+
         return act
 
     def good(self) -> None:
         """Every script does its work."""
         self.acts |= {
-            "3-USB-UBoot.sh": self.image("u-boot.img", "boot0", "boot1"), "4-USB-kernel.sh": self.image("kernel.img", "p5"),
+            "3-USB-UBoot.sh": self.image("u-boot.img", "boot0", "boot1"),
+            "4-USB-kernel.sh": self.image("kernel.img", "p5"),
             "5-USB-recoverykernel.sh": self.image("recovery-kernel.img", "p3"),
-            "6-USB-recoveryfs.sh": self.image("recoveryfs.img", "p2"), "7-USB-rootfs.sh": self.write_rootfs,
+            "6-USB-recoveryfs.sh": self.image("recoveryfs.img", "p2"),
+            "7-USB-rootfs.sh": self.write_rootfs,
             "11-SetNextPartition.sh": self.write("mnt/recovery/download/partition_c", "7\n"),
-            "11-Reboot.sh": self.tree.update}
+            "11-Reboot.sh": self.tree.update,
+        }
 
     def write_rootfs(self) -> None:
         self.image("rootfs.img", "p7")()
@@ -81,8 +86,10 @@ class OfOneScript(Cause):
 
     def test_wrote_to_another_version(self) -> None:
         self.acts["4-USB-kernel.sh"] = self.image("kernel.img", "p6")
-        self.assertEqual(self.play()[0], "4-USB-kernel.sh wrote to p6, which is of version 8 (3 on the screen), not of "
-                                         "the one to update")
+        self.assertEqual(
+            self.play()[0],
+            "4-USB-kernel.sh wrote to p6, which is of version 8 (3 on the screen), not of " "the one to update",
+        )
 
     def test_removed_a_slot(self) -> None:
         self.acts["10-USB-PostUpdate.sh"] = (self.tree.root / "dev/mmcblk0p8").unlink
@@ -91,8 +98,10 @@ class OfOneScript(Cause):
     def test_wrote_beyond_a_slot(self) -> None:
         size = self.tree.before.description.partitions["mmcblk0p3"].size
         self.acts["5-USB-recoverykernel.sh"] = self.write("dev/mmcblk0p3", "x" * (size + 1))
-        self.assertEqual(self.play_without_update()[0],
-                         f"5-USB-recoverykernel.sh wrote more than {size} bytes to p3, which has no more")
+        self.assertEqual(
+            self.play_without_update()[0],
+            f"5-USB-recoverykernel.sh wrote more than {size} bytes to p3, which has no more",
+        )
 
     def test_wrote_to_the_end_of_a_slot(self) -> None:
         size = self.tree.before.description.partitions["mmcblk0p3"].size
@@ -123,48 +132,66 @@ class OfOneScript(Cause):
 
     def test_lost_the_active_version(self) -> None:
         self.acts["10-USB-PostUpdate.sh"] = self.write("mnt/recovery/download/partition_c", "")
-        self.assertEqual(self.play()[0], "10-USB-PostUpdate.sh left /mnt/recovery/download/partition_c naming no version")
+        self.assertEqual(
+            self.play()[0], "10-USB-PostUpdate.sh left /mnt/recovery/download/partition_c naming no version"
+        )
 
     def test_switched_to_another_version(self) -> None:
         self.acts["11-SetNextPartition.sh"] = self.write("mnt/recovery/download/partition_c", "8\n")
-        self.assertEqual(self.play()[0], "11-SetNextPartition.sh made version 8 (3 on the screen) the active one, not 7 "
-                                         "(2 on the screen)")
+        self.assertEqual(
+            self.play()[0],
+            "11-SetNextPartition.sh made version 8 (3 on the screen) the active one, not 7 " "(2 on the screen)",
+        )
 
     def test_exit_code(self) -> None:
         self.codes["10-USB-PostUpdate.sh"] = "7"
-        self.assertEqual(self.play(), ["10-USB-PostUpdate.sh ended with 7: the program goes on as if it had done its work"])
+        self.assertEqual(
+            self.play(), ["10-USB-PostUpdate.sh ended with 7: the program goes on as if it had done its work"]
+        )
 
     def test_killed(self) -> None:
         self.codes["10-USB-PostUpdate.sh"] = "-9"
-        self.assertEqual(self.play(), ["10-USB-PostUpdate.sh was killed by signal 9: the program goes on as if it had done "
-                                       "its work"])
+        self.assertEqual(
+            self.play(),
+            ["10-USB-PostUpdate.sh was killed by signal 9: the program goes on as if it had done " "its work"],
+        )
 
     def test_recovery_script(self) -> None:
         self.codes["1-AUTUPD-createRecoverySystem.sh"] = "4"
         found = self.play("0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh", "11-Reboot.sh")
-        self.assertEqual(found[0], "1-AUTUPD-createRecoverySystem.sh ended with 4: the program took the way to the reboot")
+        self.assertEqual(
+            found[0], "1-AUTUPD-createRecoverySystem.sh ended with 4: the program took the way to the reboot"
+        )
 
     def test_check_without_marker(self) -> None:
         self.codes["2-USB-checkupdatefiles.sh"] = "1"
-        self.assertEqual(self.play(), ["2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program "
-                                       "goes on"])
+        self.assertEqual(
+            self.play(),
+            ["2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program " "goes on"],
+        )
 
     def test_check_that_rejects(self) -> None:
         self.acts["2-USB-checkupdatefiles.sh"] = self.write("tmp/verifyFailed", "one\ntwo\n")
         found = self.play(*MODES["usb"].scripts[:4])
-        self.assertEqual(found[0], '2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("two"): the program rejects the '
-                                   "update")
+        self.assertEqual(
+            found[0], '2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("two"): the program rejects the ' "update"
+        )
 
     def test_marker_of_another_script(self) -> None:
         self.acts["0-checkpartitions.sh"] = self.write("tmp/verifyFailed", "")
         found = self.play(*MODES["usb"].scripts[:3])
-        self.assertEqual(found[0], "0-checkpartitions.sh left /tmp/verifyFailed, empty: the next check rejects the update")
+        self.assertEqual(
+            found[0], "0-checkpartitions.sh left /tmp/verifyFailed, empty: the next check rejects the update"
+        )
 
     def test_hangs(self) -> None:
         self.never_end.add("5-USB-recoverykernel.sh")
         self.tree.record.fault = "nothing happened for 60 s, 5-USB-recoverykernel.sh was running"
-        self.assertEqual(self.play()[0], "5-USB-recoverykernel.sh did not end (nothing happened for 60 s): the program waits "
-                                         "for it without a limit")
+        self.assertEqual(
+            self.play()[0],
+            "5-USB-recoverykernel.sh did not end (nothing happened for 60 s): the program waits "
+            "for it without a limit",
+        )
 
     def test_restarts_in_the_middle(self) -> None:
         self.never_end.add("6-USB-recoveryfs.sh")
@@ -174,16 +201,22 @@ class OfOneScript(Cause):
     def test_does_not_restart(self) -> None:
         self.play(*MODES["usb"].scripts[:-1])
         self.tree.record.runs.append(ScriptRun("11-Reboot.sh", 1.0, 2.0, "0", self.tree.holdings()))
-        self.assertIn("11-Reboot.sh ended with 0 and did not restart the instrument: the program stays, with its last screen",
-                      self.findings())
+        self.assertIn(
+            "11-Reboot.sh ended with 0 and did not restart the instrument: the program stays, with its last screen",
+            self.findings(),
+        )
 
     def test_writes_nothing(self) -> None:
         del self.acts["4-USB-kernel.sh"]
         self.acts["11-Reboot.sh"] = self.write("run/rebooted", "11-Reboot.sh\n")
         found = self.play()
-        self.assertEqual(found[:2], [
-            "4-USB-kernel.sh ended with 0, but changed nothing on the instrument",
-            "11-SetNextPartition.sh made version 7 (2 on the screen) the active one, although p5 does not hold kernel.img"])
+        self.assertEqual(
+            found[:2],
+            [
+                "4-USB-kernel.sh ended with 0, but changed nothing on the instrument",
+                "11-SetNextPartition.sh made version 7 (2 on the screen) the active one, although p5 does not hold kernel.img",
+            ],
+        )
 
     def test_writes_what_is_there_already(self) -> None:
         """An update that is repeated changes nothing in slots that hold it."""
@@ -198,9 +231,13 @@ class OfOneScript(Cause):
         del self.acts["11-SetNextPartition.sh"]
         self.codes["11-SetNextPartition.sh"] = "1"
         self.missing["6-USB-recoveryfs.sh"] = "is not executable"
-        self.assertEqual(self.play()[:2], [
-            "6-USB-recoveryfs.sh is not executable: the program goes on as if it had run",
-            "11-SetNextPartition.sh ended with 1: the program goes on as if it had done its work"])
+        self.assertEqual(
+            self.play()[:2],
+            [
+                "6-USB-recoveryfs.sh is not executable: the program goes on as if it had run",
+                "11-SetNextPartition.sh ended with 1: the program goes on as if it had done its work",
+            ],
+        )
 
     def test_not_reached(self) -> None:
         """A script that the program does not come to is no cause, whatever is wrong with it."""
@@ -219,8 +256,13 @@ class OfOneScript(Cause):
 
         self.acts["11-Reboot.sh"] = reboot
         found = self.play()
-        self.assertEqual(found, ["11-SetNextPartition.sh left it so: user files of 7 (2 on the screen): left does not belong "
-                                 "there, promised: those of the factory"])
+        self.assertEqual(
+            found,
+            [
+                "11-SetNextPartition.sh left it so: user files of 7 (2 on the screen): left does not belong "
+                "there, promised: those of the factory"
+            ],
+        )
 
     def test_nobody_did_it(self) -> None:
         self.play()
@@ -239,15 +281,21 @@ class OfRejections(Cause):
         self.tree.outcome = "rejected"
 
     def test_accepted(self) -> None:
-        self.assertEqual(self.play(*MODES["usb"].scripts[:4])[0],
-                         "2-USB-checkupdatefiles.sh accepted the update, although manifest.txt has not the sum listed for it")
+        self.assertEqual(
+            self.play(*MODES["usb"].scripts[:4])[0],
+            "2-USB-checkupdatefiles.sh accepted the update, although manifest.txt has not the sum listed for it",
+        )
 
     def test_wrote_all_the_same(self) -> None:
         self.acts["3-USB-UBoot.sh"] = self.image("u-boot.img", "boot0")
         self.codes["2-USB-checkupdatefiles.sh"] = "3"
-        self.assertEqual(self.play(*MODES["usb"].scripts[:5])[:2], [
-            "2-USB-checkupdatefiles.sh ended with 3 but left no /tmp/verifyFailed: the program goes on",
-            "3-USB-UBoot.sh wrote to boot0, although the update has to be rejected"])
+        self.assertEqual(
+            self.play(*MODES["usb"].scripts[:5])[:2],
+            [
+                "2-USB-checkupdatefiles.sh ended with 3 but left no /tmp/verifyFailed: the program goes on",
+                "3-USB-UBoot.sh wrote to boot0, although the update has to be rejected",
+            ],
+        )
 
     def test_rejected(self) -> None:
         self.acts["2-USB-checkupdatefiles.sh"] = self.tree.reject

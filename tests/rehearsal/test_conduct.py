@@ -16,8 +16,19 @@ from pathlib import Path
 from unittest import mock
 
 from fakes import FakeStage
-from rehearsals import (ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, Running, command, directory,
-                        environment, invisible_screen)
+from rehearsals import (
+    ENDS_WITHIN,
+    PROGRAM,
+    REHEARSAL,
+    REPOSITORY,
+    SIMULATOR,
+    Rehearsal,
+    Running,
+    command,
+    directory,
+    environment,
+    invisible_screen,
+)
 from rehearsal.album import Album
 from rehearsal.folders import forget_old, new_folder
 from rehearsal.modes import MODES
@@ -34,8 +45,16 @@ def make(name, *options):
 
 
 def start_in_vain(*options, stdout=subprocess.PIPE):
-    return subprocess.run(command(*options), stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE, text=True,
-                          env=environment(), timeout=ENDS_WITHIN, check=False)
+    return subprocess.run(
+        command(*options),
+        stdin=subprocess.DEVNULL,
+        stdout=stdout,
+        stderr=subprocess.PIPE,
+        text=True,
+        env=environment(),
+        timeout=ENDS_WITHIN,
+        check=False,
+    )
 
 
 class Patience(unittest.TestCase):
@@ -70,8 +89,7 @@ class NoRoom(unittest.TestCase):
                 running.read_until(said)
                 running.process.stdout.close()
                 self.assertEqual(running.process.wait(ENDS_WITHIN), 2)
-                self.assertEqual(running.process.stderr.read(),
-                                 b"rehearse: broken off, nobody reads what it says\n")
+                self.assertEqual(running.process.stderr.read(), b"rehearse: broken off, nobody reads what it says\n")
                 self.assertEqual(running.processes_after(20), [])
 
     def test_report(self):
@@ -95,9 +113,15 @@ class NoRoom(unittest.TestCase):
         """A folder on a disk that fills up while the pictures are written."""
         folder = directory(self)
         rehearsal = ["bwrap", "--dev-bind", "/", "/", "--size", "65536", "--tmpfs", folder]
-        done = subprocess.run([*rehearsal, *command("--mode", "network", "--folder", folder)],
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, env=environment(),
-                              timeout=ENDS_WITHIN, check=False)
+        done = subprocess.run(
+            [*rehearsal, *command("--mode", "network", "--folder", folder)],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            env=environment(),
+            timeout=ENDS_WITHIN,
+            check=False,
+        )
         self.assertEqual(done.returncode, 2, done.stdout)
         self.assertRegex(done.stderr, f"^rehearse: {folder}/[\\w.-]+: No space left on device\n$")
 
@@ -114,9 +138,18 @@ class Kept(unittest.TestCase):
         (rehearsals / "file-20240101-000000").touch()
         (rehearsals / "elsewhere-20240101-000000").symlink_to(directory(self))
         forget_old(rehearsals)
-        self.assertEqual({path.name for path in rehearsals.iterdir()}, {
-            *dated[12:], "usb-good-20250101-000029-2", "usb-good-20250101-000029-10", "of my own", "20250101",
-            "file-20240101-000000", "elsewhere-20240101-000000"})
+        self.assertEqual(
+            {path.name for path in rehearsals.iterdir()},
+            {
+                *dated[12:],
+                "usb-good-20250101-000029-2",
+                "usb-good-20250101-000029-10",
+                "of my own",
+                "20250101",
+                "file-20240101-000000",
+                "elsewhere-20240101-000000",
+            },
+        )
         (rehearsals / "keep-good-20250101-000029-9").mkdir()
         (rehearsals / "keep-good-20250101-000030").mkdir()
         forget_old(rehearsals)
@@ -177,8 +210,8 @@ class Traces(unittest.TestCase):
         scripts = directory(self)
         shutil.copytree(SIMULATOR / "scripts", scripts, dirs_exist_ok=True)
         (scripts / "10-USB-PostUpdate.sh").write_text(
-            f"#!/bin/sh\nln -s {outside} /mnt/away\n"
-            "echo ${0##*/} >>/mnt/recovery/update_files/update/update.log\n")
+            f"#!/bin/sh\nln -s {outside} /mnt/away\n" "echo ${0##*/} >>/mnt/recovery/update_files/update/update.log\n"
+        )
         running = Running(self, "--mode", "network", "--scripts", scripts)
         self.assertEqual(running.wait(), 0, running.output)
         self.assertEqual(outside.stat().st_mode & 0o777, 0o751)
@@ -213,13 +246,15 @@ class OwnSticks(unittest.TestCase):
         stick = make("make-stick", "--bad", "missingfile", directory(self))
         rehearsal = Rehearsal(self, "--mode", "rebootusb", "--stick", stick)
         rehearsal.assert_promise_kept()
-        self.assertIn("It has to end rejected.\nWhat is wrong with the update: recoveryfs.img is missing.",
-                      rehearsal.output)
+        self.assertIn(
+            "It has to end rejected.\nWhat is wrong with the update: recoveryfs.img is missing.", rehearsal.output
+        )
 
     def test_bad_expected_to_be_good(self):
         stick = make("make-stick", "--bad", "missingfile", directory(self))
         Rehearsal(self, "--mode", "rebootusb", "--stick", stick, "--expect", "updated").assert_found_out(
-            "last word", "FINISHED")
+            "last word", "FINISHED"
+        )
 
     def test_archive(self):
         archive = directory(self) / "mine.zip"
@@ -252,11 +287,25 @@ class Others(unittest.TestCase):
         (top / "temporary").mkdir(mode=0o777)
         (top / "temporary").chmod(0o777)
         done = subprocess.run(
-            ["setpriv", "--reuid", str(NOBODY), "--regid", str(NOBODY), "--clear-groups",
-             *command("--mode", "keep", "--folder", top / "pictures", rehearsal=top / "rehearsal",
-                      program=top / "program")],
-            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=ENDS_WITHIN, cwd=top, check=False,
-            env=environment(TMPDIR=str(top / "temporary"), HOME=str(top)))
+            [
+                "setpriv",
+                "--reuid",
+                str(NOBODY),
+                "--regid",
+                str(NOBODY),
+                "--clear-groups",
+                *command(
+                    "--mode", "keep", "--folder", top / "pictures", rehearsal=top / "rehearsal", program=top / "program"
+                ),
+            ],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=ENDS_WITHIN,
+            cwd=top,
+            check=False,
+            env=environment(TMPDIR=str(top / "temporary"), HOME=str(top)),
+        )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertEqual(list((top / "temporary").iterdir()), [])
 
@@ -304,16 +353,22 @@ class Usage(unittest.TestCase):
         tools = directory(self)
         for tool in ("sh", "cat", "dirname"):
             (tools / tool).symlink_to(shutil.which(tool))
-        done = subprocess.run([tools / "sh", REPOSITORY / "rehearse", "--help"], capture_output=True, text=True,
-                              env={"PATH": str(tools)}, check=False)
+        done = subprocess.run(
+            [tools / "sh", REPOSITORY / "rehearse", "--help"],
+            capture_output=True,
+            text=True,
+            env={"PATH": str(tools)},
+            check=False,
+        )
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertEqual(done.stdout, (REHEARSAL / "usage.txt").read_text())
 
     def test_tells_every_mode(self):
         table = (REHEARSAL / "usage.txt").read_text().partition("\nmode ")[2]
         rows = re.findall(r"^(\w+) {2,}(\S.*?) {2,}(.+)$", table, re.MULTILINE)
-        self.assertEqual(rows, [(name, mode.summary, " ".join(stick for stick, _ in mode.sources))
-                                for name, mode in MODES.items()])
+        self.assertEqual(
+            rows, [(name, mode.summary, " ".join(stick for stick, _ in mode.sources)) for name, mode in MODES.items()]
+        )
 
     def test_tells_every_screen(self):
         text = (REHEARSAL / "usage.txt").read_text()

@@ -77,8 +77,11 @@ class Pictures(unittest.TestCase):
 
     def show(self, colour: str, geometry: str = "200x100+10+20"):
         """A window of one colour, shown as long as the test runs."""
-        process = subprocess.Popen(["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
-                                   env={**os.environ, "DISPLAY": self.name}, stderr=subprocess.DEVNULL)
+        process = subprocess.Popen(
+            ["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
+            env={**os.environ, "DISPLAY": self.name},
+            stderr=subprocess.DEVNULL,
+        )
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
 

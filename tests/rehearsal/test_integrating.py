@@ -20,7 +20,7 @@ class Page(unittest.TestCase):
         self.top = Path(tempfile.mkdtemp(prefix="test-integrating-"))
         self.addCleanup(shutil.rmtree, self.top)
         # the same command, but for installing and building
-        (self.top / "rehearse").write_text(f"#!/bin/sh\nexec {shlex.join(command())} --folder {self.top}/$$ \"$@\"\n")
+        (self.top / "rehearse").write_text(f'#!/bin/sh\nexec {shlex.join(command())} --folder {self.top}/$$ "$@"\n')
         (self.top / "rehearse").chmod(0o755)
 
     def test_followed(self) -> None:
@@ -32,8 +32,16 @@ class Page(unittest.TestCase):
                 for line in text.splitlines():
                     self.assertIn(line, said)
                 continue
-            done = subprocess.run(["sh", "-e"], input=text, cwd=self.top, capture_output=True, text=True,
-                                  env={**environment(), "TMPDIR": str(self.top)}, timeout=ENDS_WITHIN, check=False)
+            done = subprocess.run(
+                ["sh", "-e"],
+                input=text,
+                cwd=self.top,
+                capture_output=True,
+                text=True,
+                env={**environment(), "TMPDIR": str(self.top)},
+                timeout=ENDS_WITHIN,
+                check=False,
+            )
             said = done.stdout + done.stderr
             self.assertEqual(done.returncode, 0, said)
 

@@ -29,8 +29,12 @@ def scratch(test: unittest.TestCase) -> Path:
 def sandboxed(instrument: Path, leash: Leash, *command: str) -> subprocess.Popen[bytes]:
     return subprocess.Popen(
         [SIMULATOR / "sandbox", instrument, "--sync-fd", str(leash.end), *command],
-        stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=[leash.end],
-        start_new_session=True)
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        stderr=subprocess.DEVNULL,
+        pass_fds=[leash.end],
+        start_new_session=True,
+    )
 
 
 class Leashed(unittest.TestCase):
@@ -77,9 +81,15 @@ class Leashed(unittest.TestCase):
         leash = Leash()
         self.addCleanup(leash.close)
         listing = [
-            subprocess.run([SIMULATOR / "sandbox", self.instrument, *options, "sh", "-c", "echo /proc/self/fd/*"],
-                           pass_fds=[leash.end], capture_output=True, text=True, check=True).stdout
-            for options in ((), ("--sync-fd", str(leash.end)))]
+            subprocess.run(
+                [SIMULATOR / "sandbox", self.instrument, *options, "sh", "-c", "echo /proc/self/fd/*"],
+                pass_fds=[leash.end],
+                capture_output=True,
+                text=True,
+                check=True,
+            ).stdout
+            for options in ((), ("--sync-fd", str(leash.end)))
+        ]
         self.assertIn("/proc/self/fd/2", listing[0])
         self.assertNotIn(f"/proc/self/fd/{leash.end}", listing[1])
 

@@ -8,20 +8,39 @@ from rehearsals import Rehearsal
 
 CHECK = ["0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh"]
 VERIFY = ["99-USB-ubootDtbVersionCompatibilityCheck.sh", "2-USB-checkupdatefiles.sh"]
-WRITE = ["3-USB-UBoot.sh", "4-USB-kernel.sh", "5-USB-recoverykernel.sh", "6-USB-recoveryfs.sh", "7-USB-rootfs.sh",
-         "10-USB-PostUpdate.sh"]
-UNZIP, BACKUP, RESTORE = ["2-AUTUPD-unzipFirmwareImage.sh"], ["3-AUTUPD-backupUserFiles.sh"], \
-    ["11-AUTUPD-restoreUserFiles.sh"]
+WRITE = [
+    "3-USB-UBoot.sh",
+    "4-USB-kernel.sh",
+    "5-USB-recoverykernel.sh",
+    "6-USB-recoveryfs.sh",
+    "7-USB-rootfs.sh",
+    "10-USB-PostUpdate.sh",
+]
+UNZIP, BACKUP, RESTORE = (
+    ["2-AUTUPD-unzipFirmwareImage.sh"],
+    ["3-AUTUPD-backupUserFiles.sh"],
+    ["11-AUTUPD-restoreUserFiles.sh"],
+)
 SWITCH, REBOOT = ["11-SetNextPartition.sh"], ["11-Reboot.sh"]
 CLEANUP = ["99-AUTUPD-failedCleanup.sh"]
 
 USB_SCRIPTS = CHECK + VERIFY + WRITE + SWITCH + REBOOT
 USB_PROGRESS = [0, 5, 10, 30, 35, 45, 50, 60, 70, 80, 90, 95, 100]
-USB_STATES = ["0-initializing-update", "5-checking-filesystem", "10-verifying-recovery-filesystem",
-              "30-version-checking", "35-validating-files", "45-update-u-boot", "50-update-kernel",
-              "60-update-recovery-kernel", "70-update-recoveryfs", "80-update-rootfs",
-              "90-execute-post-update-script-if-available", "95-increment-partitions",
-              "100-update-successful-rebooting"]
+USB_STATES = [
+    "0-initializing-update",
+    "5-checking-filesystem",
+    "10-verifying-recovery-filesystem",
+    "30-version-checking",
+    "35-validating-files",
+    "45-update-u-boot",
+    "50-update-kernel",
+    "60-update-recovery-kernel",
+    "70-update-recoveryfs",
+    "80-update-rootfs",
+    "90-execute-post-update-script-if-available",
+    "95-increment-partitions",
+    "100-update-successful-rebooting",
+]
 START = ["checking", "update-directory-found"]
 
 
@@ -55,8 +74,11 @@ class Modes(unittest.TestCase):
         states.insert(states.index("45-update-u-boot"), "40-backup-user-files")
         states.insert(states.index("95-increment-partitions"), "95-restore-user-files")
         self.assert_rehearsal(
-            ["--mode", "keep"], [0, 5, 10, 30, 35, 40, 45, 50, 60, 70, 80, 90, 95, 95, 100],
-            CHECK + VERIFY + BACKUP + WRITE + RESTORE + SWITCH + REBOOT, states)
+            ["--mode", "keep"],
+            [0, 5, 10, 30, 35, 40, 45, 50, 60, 70, 80, 90, 95, 95, 100],
+            CHECK + VERIFY + BACKUP + WRITE + RESTORE + SWITCH + REBOOT,
+            states,
+        )
 
     def test_network(self):
         states = ["checking", *USB_STATES[:-1], "100-net-update-successful-rebooting"]
@@ -64,16 +86,23 @@ class Modes(unittest.TestCase):
         states.insert(states.index("45-update-u-boot"), "40-backup-user-files")
         states.insert(states.index("95-increment-partitions"), "95-restore-user-files")
         self.assert_rehearsal(
-            ["--mode", "network"], [0, 5, 10, 20, 30, 35, 40, 45, 50, 60, 70, 80, 90, 95, 95, 100],
-            CHECK + UNZIP + VERIFY + BACKUP + WRITE + RESTORE + SWITCH + REBOOT, states)
+            ["--mode", "network"],
+            [0, 5, 10, 20, 30, 35, 40, 45, 50, 60, 70, 80, 90, 95, 95, 100],
+            CHECK + UNZIP + VERIFY + BACKUP + WRITE + RESTORE + SWITCH + REBOOT,
+            states,
+        )
 
     def test_rebootusb(self):
         self.assert_usb_update("--mode", "rebootusb", states=START)
 
     def test_blank(self):
         states = [*START, *USB_STATES[:3], *USB_STATES[5:-1], "100-update-successful-exiting"]
-        self.assert_rehearsal(["--mode", "blank"], [0, 5, 10, 45, 50, 60, 70, 80, 90, 95, 100],
-                              CHECK + WRITE + SWITCH + ["11-DCA-Reboot.sh"], states)
+        self.assert_rehearsal(
+            ["--mode", "blank"],
+            [0, 5, 10, 45, 50, 60, 70, 80, 90, 95, 100],
+            CHECK + WRITE + SWITCH + ["11-DCA-Reboot.sh"],
+            states,
+        )
 
     def test_goback(self):
         self.assert_usb_update("--mode", "goback")
@@ -98,8 +127,12 @@ class Modes(unittest.TestCase):
         self.assert_usb_update("--mode", "override", "--stick", "empty")
 
     def assert_update_after_override(self, stick):
-        self.assert_rehearsal(["--mode", "override", "--stick", stick], USB_PROGRESS,
-                              ["00-USB-installoverrides.sh", *USB_SCRIPTS], [*START, "ready", *USB_STATES])
+        self.assert_rehearsal(
+            ["--mode", "override", "--stick", stick],
+            USB_PROGRESS,
+            ["00-USB-installoverrides.sh", *USB_SCRIPTS],
+            [*START, "ready", *USB_STATES],
+        )
 
     # The buttons lie elsewhere on other screens.
     def test_screen_1024x600(self):
@@ -131,8 +164,12 @@ class Rejections(unittest.TestCase):
         self.assertEqual(rehearsal.states[-1], "finished")
 
     def assert_rejected_download(self, stick, checked, scripts, says):
-        rehearsal = self.assert_rejected(["--mode", "network", "--stick", stick], [0, 5, 10, 20, *checked, 95, 100],
-                                         CHECK + UNZIP + scripts + CLEANUP + REBOOT, says)
+        rehearsal = self.assert_rejected(
+            ["--mode", "network", "--stick", stick],
+            [0, 5, 10, 20, *checked, 95, 100],
+            CHECK + UNZIP + scripts + CLEANUP + REBOOT,
+            says,
+        )
         self.assertEqual(rehearsal.states[-1], "100-net-update-failed-rebooting")
 
     def test_badsum(self):

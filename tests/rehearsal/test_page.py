@@ -19,16 +19,30 @@ from rehearsal.report import Report
 from rehearsals import OURS, Rehearsal, Scripts
 
 HOSTILE = '</pre><script>document.title="taken"</script><img src=x onerror=alert(1)> & \x1b[2J \u202eesrever \0'
-BROWSER = ("chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-           "--disable-background-networking", "--disable-component-update", "--disable-sync")
+BROWSER = (
+    "chromium",
+    "--headless",
+    "--no-sandbox",
+    "--disable-gpu",
+    "--disable-quic",
+    "--no-first-run",
+    "--disable-background-networking",
+    "--disable-component-update",
+    "--disable-sync",
+)
 
 
 def open_page(test: unittest.TestCase, page: Path, *options: str) -> str:
     """What a browser makes of a page."""
     profile = tempfile.mkdtemp(prefix="test-page-")
     test.addCleanup(shutil.rmtree, profile, ignore_errors=True)
-    done = subprocess.run([*BROWSER, f"--user-data-dir={profile}", *(options or ["--dump-dom"]), page.as_uri()],
-                          stdin=subprocess.DEVNULL, capture_output=True, timeout=120, check=True)
+    done = subprocess.run(
+        [*BROWSER, f"--user-data-dir={profile}", *(options or ["--dump-dom"]), page.as_uri()],
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        timeout=120,
+        check=True,
+    )
     return done.stdout.decode()
 
 
@@ -118,12 +132,14 @@ class Page(unittest.TestCase):
             dom = Dom(text)
             self.assertNotIn("script", dom.elements)
             self.assertEqual([name for name, _ in dom.attributes if name.startswith("on")], [])
-            self.assertEqual({value.partition(",")[0] for name, value in dom.attributes if name == "src"},
-                             {"data:image/png;base64"})
+            self.assertEqual(
+                {value.partition(",")[0] for name, value in dom.attributes if name == "src"}, {"data:image/png;base64"}
+            )
             self.assertNotRegex(text, "[\0\x1b\u202e]")
             self.assertIn(plain(HOSTILE), dom.texts["pre"])
-            self.assertIn("It printed 300 lines, the last 200 of them (all in script-09-7-USB-rootfs.sh.txt):",
-                          dom.texts["dim"])
+            self.assertIn(
+                "It printed 300 lines, the last 200 of them (all in script-09-7-USB-rootfs.sh.txt):", dom.texts["dim"]
+            )
             self.assertNotIn("taken", dom.texts["title"])
 
     def test_needs_nothing_else(self) -> None:
@@ -138,16 +154,21 @@ class Page(unittest.TestCase):
         self.tree.record.runs[8].printed = "x" * 1000
         self.tree.record.runs[8].code = "9"
         page = self.write().read_text()
-        self.assertEqual(self.measured(page, "document.documentElement.scrollWidth"
-                                             " - document.documentElement.clientWidth", "500,900"), "0")
+        self.assertEqual(
+            self.measured(
+                page, "document.documentElement.scrollWidth" " - document.documentElement.clientWidth", "500,900"
+            ),
+            "0",
+        )
 
     def test_printed(self) -> None:
         """On paper everything is unfolded."""
         self.tree.record.runs[8].printed = "what it said"
         page = self.write().read_text()
         self.assertNotIn("what it said", self.measured(page, "document.body.innerText"))
-        self.assertIn("what it said", self.measured(page.replace("@media print", "@media screen"),
-                                                    "document.body.innerText"))
+        self.assertIn(
+            "what it said", self.measured(page.replace("@media print", "@media screen"), "document.body.innerText")
+        )
 
     def measured(self, page: str, what: str, size: str = "800,900") -> str:
         """What a browser measures on a page, which is allowed a script for that."""
@@ -181,8 +202,14 @@ class OfRehearsals(unittest.TestCase):
 
 class Plain(unittest.TestCase):
     def test_harmless(self) -> None:
-        for text, shown in (("a\tb\nc", "a\tb\nc"), ("\x1b[2J", "\\x1b[2J"), ("\0\x7f\x9b", "\\x00\\x7f\\x9b"),
-                            ("\u202eabc\u2066", "\\u202eabc\\u2066"), ("\udcff", "\\udcff"), ("ä€😀", "ä€😀")):
+        for text, shown in (
+            ("a\tb\nc", "a\tb\nc"),
+            ("\x1b[2J", "\\x1b[2J"),
+            ("\0\x7f\x9b", "\\x00\\x7f\\x9b"),
+            ("\u202eabc\u2066", "\\u202eabc\\u2066"),
+            ("\udcff", "\\udcff"),
+            ("ä€😀", "ä€😀"),
+        ):
             self.assertEqual(plain(text), shown)
 
 

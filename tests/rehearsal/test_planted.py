@@ -31,7 +31,8 @@ class Planted(unittest.TestCase):
     def test_recovery_system_fails(self) -> None:
         self.scripts.replace("1-AUTUPD-createRecoverySystem.sh", "echo the disk is full >&2\nexit 4\n")
         rehearsal = self.assert_cause(
-            "1-AUTUPD-createRecoverySystem.sh ended with 4: the program took the way to the reboot.")
+            "1-AUTUPD-createRecoverySystem.sh ended with 4: the program took the way to the reboot."
+        )
         self.assertIn("      the last of 1 lines that it printed:\n      | the disk is full\n", rehearsal.output)
 
     def test_check_without_marker(self) -> None:
@@ -41,8 +42,10 @@ class Planted(unittest.TestCase):
     def test_windows_line_ends(self) -> None:
         script = self.scripts.directory / "4-USB-kernel.sh"
         script.write_bytes(script.read_bytes().replace(b"\n", b"\r\n"))
-        self.assert_cause('4-USB-kernel.sh has Windows line ends, so its interpreter "/bin/sh\\r" is not there: the '
-                          "program goes on as if it had run.")
+        self.assert_cause(
+            '4-USB-kernel.sh has Windows line ends, so its interpreter "/bin/sh\\r" is not there: the '
+            "program goes on as if it had run."
+        )
 
     def test_not_executable(self) -> None:
         (self.scripts.directory / "6-USB-recoveryfs.sh").chmod(0o644)
@@ -50,13 +53,19 @@ class Planted(unittest.TestCase):
 
     def test_interpreter_missing(self) -> None:
         (self.scripts.directory / "5-USB-recoverykernel.sh").write_text("#!/opt/tools/sh\n")
-        self.assert_cause("5-USB-recoverykernel.sh names the interpreter /opt/tools/sh, which is not there: the program "
-                          "goes on as if it had run.")
+        self.assert_cause(
+            "5-USB-recoverykernel.sh names the interpreter /opt/tools/sh, which is not there: the program "
+            "goes on as if it had run."
+        )
 
     def test_sleeps_for_ever(self) -> None:
         self.scripts.replace("5-USB-recoverykernel.sh", "echo it begins\nexec sleep 1000\n")
-        rehearsal = self.assert_cause("5-USB-recoverykernel.sh did not end (nothing happened for 8 s): the program waits "
-                                      "for it without a limit.", "--patience", "8")
+        rehearsal = self.assert_cause(
+            "5-USB-recoverykernel.sh did not end (nothing happened for 8 s): the program waits "
+            "for it without a limit.",
+            "--patience",
+            "8",
+        )
         self.assertIn("      | it begins\n", rehearsal.output)
 
     def test_wrong_slot(self) -> None:
@@ -82,15 +91,22 @@ class Planted(unittest.TestCase):
         files = "sha256sum manifest.txt post-update.sh *.img >sha256sums.txt; zip -q ../../update.zip *"
         subprocess.run(["sh", "-ec", files], cwd=update / "stick/update", check=True)
         self.scripts.replace("2-USB-checkupdatefiles.sh", "exit 0\n")
-        self.assert_cause("2-USB-checkupdatefiles.sh accepted the update, although recoveryfs.img does not fit: 2097153 "
-                          "bytes, 2097152 in its partition.", "--stick", update / "update.zip")
+        self.assert_cause(
+            "2-USB-checkupdatefiles.sh accepted the update, although recoveryfs.img does not fit: 2097153 "
+            "bytes, 2097152 in its partition.",
+            "--stick",
+            update / "update.zip",
+        )
 
     def test_switch_without_write(self) -> None:
         self.scripts.replace("7-USB-rootfs.sh", ":\n")
         self.scripts.replace("11-SetNextPartition.sh", "echo 7 >/mnt/recovery/download/partition_c\n")
         rehearsal = self.assert_cause("7-USB-rootfs.sh ended with 0, but changed nothing on the instrument.")
-        self.assertIn("\nWhat followed:\n  - 11-SetNextPartition.sh made version 7 (2 on the screen) the active one, "
-                      "although p7 does not hold rootfs.img\n", rehearsal.output)
+        self.assertIn(
+            "\nWhat followed:\n  - 11-SetNextPartition.sh made version 7 (2 on the screen) the active one, "
+            "although p7 does not hold rootfs.img\n",
+            rehearsal.output,
+        )
 
 
 class Undescribed(unittest.TestCase):
@@ -110,24 +126,32 @@ class Undescribed(unittest.TestCase):
         rehearsal = self.rehearse("--mode", "network")
         rehearsal.assert_promise_kept()
         self.assertEqual(first_sentence(rehearsal), "The program did as it promises whatever the scripts do.")
-        for told in ("\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program "
-                     "goes on\n  - 4-USB-kernel.sh was killed by signal 9: the program goes on as if it had done its work\n",
-                     "\n  4-USB-kernel.sh was killed by signal 9\n      wrote to p4, kernel of 1 (1 on the screen)\n",
-                     "\n      made version 8 (3 on the screen) the active one\n"):
+        for told in (
+            "\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program "
+            "goes on\n  - 4-USB-kernel.sh was killed by signal 9: the program goes on as if it had done its work\n",
+            "\n  4-USB-kernel.sh was killed by signal 9\n      wrote to p4, kernel of 1 (1 on the screen)\n",
+            "\n      made version 8 (3 on the screen) the active one\n",
+        ):
             self.assertIn(told, rehearsal.output)
 
     def test_hangs(self) -> None:
         self.scripts.replace("5-USB-recoverykernel.sh", "exec sleep 1000\n")
         rehearsal = self.rehearse("--mode", "network", "--patience", "8")
         self.assertEqual(rehearsal.status, 1)
-        self.assertEqual(first_sentence(rehearsal), "5-USB-recoverykernel.sh did not end (nothing happened for 8 s): the "
-                                                    "program waits for it without a limit.")
+        self.assertEqual(
+            first_sentence(rehearsal),
+            "5-USB-recoverykernel.sh did not end (nothing happened for 8 s): the "
+            "program waits for it without a limit.",
+        )
 
     def test_rejected(self) -> None:
         rehearsal = self.rehearse("--stick", "badsum")
         rehearsal.assert_promise_kept()
-        self.assertIn('  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img has a wrong sum"): the program '
-                      "rejects the update\n", rehearsal.output)
+        self.assertIn(
+            '  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img has a wrong sum"): the program '
+            "rejects the update\n",
+            rehearsal.output,
+        )
 
     def test_asked_for(self) -> None:
         rehearsal = self.rehearse("--mode", "network", "--stick", "badsum", "--expect", "updated")
@@ -137,8 +161,10 @@ class Undescribed(unittest.TestCase):
     def test_override_not_startable(self) -> None:
         (self.scripts.directory / "00-USB-installoverrides.sh").chmod(0o644)
         rehearsal = self.rehearse("--mode", "override")
-        self.assertEqual(first_sentence(rehearsal), "00-USB-installoverrides.sh is not executable: the program starts it "
-                                                    "again every second.")
+        self.assertEqual(
+            first_sentence(rehearsal),
+            "00-USB-installoverrides.sh is not executable: the program starts it " "again every second.",
+        )
         rehearsal.assert_found_out("the run", "00-USB-installoverrides.sh is started again and again")
 
 
@@ -167,11 +193,18 @@ class Looking(unittest.TestCase):
     def test_kept(self) -> None:
         rehearsal = self.rehearse("--keep")
         command = re.findall(r"a shell on it: (.*)$", rehearsal.output, re.MULTILINE)[0]
-        done = subprocess.run([*command.split(), "-c", "cat /mnt/recovery/download/partition_c"], check=True,
-                              capture_output=True, text=True, stdin=subprocess.DEVNULL)
+        done = subprocess.run(
+            [*command.split(), "-c", "cat /mnt/recovery/download/partition_c"],
+            check=True,
+            capture_output=True,
+            text=True,
+            stdin=subprocess.DEVNULL,
+        )
         self.assertEqual(done.stdout, "7\n")
-        self.assertEqual((rehearsal.folder / "instrument/etc/update/7-USB-rootfs.sh").read_bytes(),
-                         (self.scripts.directory / "7-USB-rootfs.sh").read_bytes())
+        self.assertEqual(
+            (rehearsal.folder / "instrument/etc/update/7-USB-rootfs.sh").read_bytes(),
+            (self.scripts.directory / "7-USB-rootfs.sh").read_bytes(),
+        )
 
     def test_tour(self) -> None:
         rehearsal = Rehearsal(self, "--mode", "settings", "--keep")
@@ -204,8 +237,15 @@ class Instruments(unittest.TestCase):
 
     def test_told(self) -> None:
         """Our instrument, of which nothing but the partitions and the versions is told."""
-        rehearsal = self.rehearse(self.without("update", "logs", "survives", "maintenance"), "--mode", "network",
-                                  "--stick", self.archive(), "--expect", "updated")
+        rehearsal = self.rehearse(
+            self.without("update", "logs", "survives", "maintenance"),
+            "--mode",
+            "network",
+            "--stick",
+            self.archive(),
+            "--expect",
+            "updated",
+        )
         rehearsal.assert_promise_kept()
         self.assertIn("ok      p7    root file system of 7", rehearsal.output)
         for left_out in ("update.log  ", "/etc/pointercal", "manifest of"):
@@ -219,21 +259,28 @@ class Instruments(unittest.TestCase):
         self.assert_unusable(
             self.rehearse(self.without("update"), "--mode", "network", "--stick", self.archive()),
             " does not say how to tell a good update from a bad one, in [update] by sums or a bootloader_key: say "
-            "--expect updated or --expect rejected")
+            "--expect updated or --expect rejected",
+        )
 
     def test_mistake(self) -> None:
-        self.assert_unusable(self.rehearse("[partitions]\nmmcblk0p2 = { size = '2 M' }\n"),
-                             ':2: partitions.mmcblk0p2.size is "2 M", not a size such as "512K" or "4M"')
+        self.assert_unusable(
+            self.rehearse("[partitions]\nmmcblk0p2 = { size = '2 M' }\n"),
+            ':2: partitions.mmcblk0p2.size is "2 M", not a size such as "512K" or "4M"',
+        )
 
     def test_no_images(self) -> None:
-        self.assert_unusable(self.rehearse("[partitions]\nmmcblk0p2 = { size = '2M' }\n", "--mode", "network"),
-                             ": without [images] it cannot be seen whether an update is installed")
+        self.assert_unusable(
+            self.rehearse("[partitions]\nmmcblk0p2 = { size = '2M' }\n", "--mode", "network"),
+            ": without [images] it cannot be seen whether an update is installed",
+        )
 
     def test_tour_without_its_versions(self) -> None:
         text = "[partitions]\nmmcblk0p2 = { size = '2M' }\n[versions]\nring = ['1', '8']\n"
         rehearsal = self.rehearse(text, "--mode", "tools")
-        self.assertEqual((rehearsal.status, rehearsal.output),
-                         (2, "rehearse: the tour tools needs an instrument with the versions 1 and 7\n"))
+        self.assertEqual(
+            (rehearsal.status, rehearsal.output),
+            (2, "rehearse: the tour tools needs an instrument with the versions 1 and 7\n"),
+        )
 
 
 if __name__ == "__main__":

@@ -27,8 +27,9 @@ class Sabotage(unittest.TestCase):
         self.rehearse().assert_found_out("p7    root file system of 7", "as before")
 
     def test_slot_differs(self):
-        self.scripts.before_end("11-SetNextPartition.sh",
-                                "printf X | dd of=/dev/mmcblk0p5 bs=1 seek=1000 conv=notrunc status=none")
+        self.scripts.before_end(
+            "11-SetNextPartition.sh", "printf X | dd of=/dev/mmcblk0p5 bs=1 seek=1000 conv=notrunc status=none"
+        )
         rehearsal = self.rehearse()
         rehearsal.assert_found_out("p5    kernel of 7", "differs from kernel.img at byte 1000")
         self.assertIn("NOT as promised, in 1 of", rehearsal.output)
@@ -89,7 +90,8 @@ class Sabotage(unittest.TestCase):
     def test_script_hangs(self):
         self.scripts.replace("5-USB-recoverykernel.sh", "exec sleep 1000")
         self.rehearse("--patience", "10").assert_found_out(
-            "the run", "nothing happened for 10 s, 5-USB-recoverykernel.sh was running")
+            "the run", "nothing happened for 10 s, 5-USB-recoverykernel.sh was running"
+        )
 
     def test_recovery_system_fails(self):
         self.scripts.replace("1-AUTUPD-createRecoverySystem.sh", "exit 1")
@@ -105,33 +107,42 @@ class Sabotage(unittest.TestCase):
 
     def test_no_cleanup(self):
         self.scripts.replace("99-AUTUPD-failedCleanup.sh", LOG_IT)
-        self.rehearse("--stick", "badsum").assert_found_out("rejected download",
-                                                            "mnt/recovery/download/update.zip is left")
+        self.rehearse("--stick", "badsum").assert_found_out(
+            "rejected download", "mnt/recovery/download/update.zip is left"
+        )
 
     def test_rejection_reboots(self):
-        self.scripts.replace("99-USB-ubootDtbVersionCompatibilityCheck.sh",
-                             "echo no >/tmp/verifyFailed\n/sbin/reboot\n")
-        Rehearsal(self, "--stick", "badsum", "--scripts", self.scripts.directory, *OURS).assert_found_out("reboots", "one")
+        self.scripts.replace(
+            "99-USB-ubootDtbVersionCompatibilityCheck.sh", "echo no >/tmp/verifyFailed\n/sbin/reboot\n"
+        )
+        Rehearsal(self, "--stick", "badsum", "--scripts", self.scripts.directory, *OURS).assert_found_out(
+            "reboots", "one"
+        )
 
     def test_override_in_a_loop(self):
         self.scripts.replace("00-USB-installoverrides.sh", "exit 5")
         Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory, *OURS).assert_found_out(
-            "the run", "00-USB-installoverrides.sh runs again and again")
+            "the run", "00-USB-installoverrides.sh runs again and again"
+        )
 
     def test_override_not_installed(self):
-        self.scripts.replace("00-USB-installoverrides.sh",
-                             "echo ${0##*/} >>/media/usb0/update/update_override.log\n/sbin/reboot &\n")
+        self.scripts.replace(
+            "00-USB-installoverrides.sh", "echo ${0##*/} >>/media/usb0/update/update_override.log\n/sbin/reboot &\n"
+        )
         Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory, *OURS).assert_found_out(
-            "/etc/display-size", "as before")
+            "/etc/display-size", "as before"
+        )
 
     def test_other_files_are_seen(self):
         """Scripts that call each other by path or read files beside them find them."""
         tool = self.scripts.directory / "tool"
         tool.write_text("#!/bin/sh\n[ \"$1\" = 'a b' ] && echo called >>/var/log/called\n")
         tool.chmod(0o755)
-        self.scripts.before_end("10-USB-PostUpdate.sh",
-                                "\"$(dirname \"$0\")/tool\" 'a b' && /etc/update/tool 'a b' || exit 3\n"
-                                "[ \"$(wc -l </var/log/called)\" -eq 2 ] || exit 4")
+        self.scripts.before_end(
+            "10-USB-PostUpdate.sh",
+            "\"$(dirname \"$0\")/tool\" 'a b' && /etc/update/tool 'a b' || exit 3\n"
+            '[ "$(wc -l </var/log/called)" -eq 2 ] || exit 4',
+        )
         self.rehearse().assert_promise_kept()
 
 

@@ -13,9 +13,12 @@ class Flaw(unittest.TestCase):
         self.sums()
 
     def sums(self):
-        (self.update / "sha256sums.txt").write_text("".join(
-            f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
-            for name in ("manifest.txt", *IMAGES)))
+        (self.update / "sha256sums.txt").write_text(
+            "".join(
+                f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
+                for name in ("manifest.txt", *IMAGES)
+            )
+        )
 
     def test_none(self):
         self.assertEqual(self.tree.source.flaw(), "")
@@ -24,8 +27,10 @@ class Flaw(unittest.TestCase):
         for name in IMAGES:
             file = self.update / name
             good = file.read_bytes()
-            for content, flaw in ((b"X" + good[1:], f"{name} has not the sum listed for it"),
-                                  (b"", f"{name} is missing")):
+            for content, flaw in (
+                (b"X" + good[1:], f"{name} has not the sum listed for it"),
+                (b"", f"{name} is missing"),
+            ):
                 with self.subTest(flaw=flaw):
                     file.write_bytes(content)
                     self.assertEqual(self.tree.source.flaw(), flaw)

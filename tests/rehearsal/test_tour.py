@@ -6,13 +6,36 @@ import unittest
 from rehearsals import OURS, Rehearsal, Scripts
 
 LOG_PAGES = ["log", "log-page-down", "log-page-down-half", "log-page-up-half", "log-page-up", "log-bottom", "log-top"]
-SCREENS = {"versions", "menu", "log-list", "log-chosen", *LOG_PAGES, "reset-local-remote",
-           "local-remote-reset-warning", "reset-touch", "touch-reset-warning", "reset-display", "display-reset-warning",
-           "reset-system", "system-reset-warning", "export", "export-stick-found", "exported", "change-version",
-           "change-version-chosen", "change-version-warning", "rebooting"}
+SCREENS = {
+    "versions",
+    "menu",
+    "log-list",
+    "log-chosen",
+    *LOG_PAGES,
+    "reset-local-remote",
+    "local-remote-reset-warning",
+    "reset-touch",
+    "touch-reset-warning",
+    "reset-display",
+    "display-reset-warning",
+    "reset-system",
+    "system-reset-warning",
+    "export",
+    "export-stick-found",
+    "exported",
+    "change-version",
+    "change-version-chosen",
+    "change-version-warning",
+    "rebooting",
+}
 SAME = {"log-page-up-half": "log-page-down", "log-page-up": "log", "log-top": "log"}
-TOOLS_SCRIPTS = ["RemoveSingleFile.sh", "RemoveSingleFile.sh", "RemoveDetectedDisplayFiles.sh", "ExportFiles.sh",
-                 "ChangeToPartition.sh"]
+TOOLS_SCRIPTS = [
+    "RemoveSingleFile.sh",
+    "RemoveSingleFile.sh",
+    "RemoveDetectedDisplayFiles.sh",
+    "ExportFiles.sh",
+    "ChangeToPartition.sh",
+]
 
 
 class Tours(unittest.TestCase):
@@ -71,8 +94,11 @@ class Sabotage(unittest.TestCase):
         rehearsal.assert_found_out("/home/tesk", "/mnt/userdata/1")
 
     def test_archive_lacks_a_manifest(self):
-        rehearsal = self.rehearse("ExportFiles.sh", "cd /; files=mnt/recovery/update_files; tar -czf /media/usb0/x.tgz "
-                                  "var/log $files/1manifest.txt $files/7manifest.txt $files/update/update.log\n")
+        rehearsal = self.rehearse(
+            "ExportFiles.sh",
+            "cd /; files=mnt/recovery/update_files; tar -czf /media/usb0/x.tgz "
+            "var/log $files/1manifest.txt $files/7manifest.txt $files/update/update.log\n",
+        )
         rehearsal.assert_found_out("archive", "mnt/recovery/update_files/8manifest.txt is missing")
         self.assertIn("NOT as promised, in 1 of", rehearsal.output)
 
@@ -81,22 +107,28 @@ class Sabotage(unittest.TestCase):
         rehearsal.assert_found_out("active partition", "8")
 
     def test_reset_removes_too_much(self):
-        self.rehearse("RemoveSingleFile.sh", "rm -f \"$1\" /home/tesk/cfg/channels.conf\n").assert_found_out(
-            "local/remote reset", "mnt/userdata/1/cfg/channels.conf is gone")
+        self.rehearse("RemoveSingleFile.sh", 'rm -f "$1" /home/tesk/cfg/channels.conf\n').assert_found_out(
+            "local/remote reset", "mnt/userdata/1/cfg/channels.conf is gone"
+        )
 
     def test_script_fails(self):
         self.rehearse("RemoveDetectedDisplayFiles.sh", "rm /home/tesk/display/*\nexit 7\n").assert_found_out(
-            "scripts", "RemoveDetectedDisplayFiles.sh ended with exit code 7")
+            "scripts", "RemoveDetectedDisplayFiles.sh ended with exit code 7"
+        )
 
     def test_script_missing(self):
         (self.scripts.directory / "utility_scripts/RemoveSingleFile.sh").unlink()
         rehearsal = Rehearsal(self, "--mode", "tools", "--scripts", self.scripts.directory, *OURS)
         rehearsal.assert_found_out("touch reset", "nothing has changed")
-        self.assertIn("\nVerdict: RemoveSingleFile.sh is missing: the program goes on as if it had done its work.\n", rehearsal.output)
+        self.assertIn(
+            "\nVerdict: RemoveSingleFile.sh is missing: the program goes on as if it had done its work.\n",
+            rehearsal.output,
+        )
 
     def test_settings_stay(self):
         self.rehearse("RemoveFilesUsingBackupFileList.sh", "rm /etc/pointercal\n", "settings").assert_found_out(
-            "system reset", "etc/pointercal is gone")
+            "system reset", "etc/pointercal is gone"
+        )
 
 
 if __name__ == "__main__":

@@ -32,9 +32,15 @@ class Changes(unittest.TestCase):
         self.tree.write("media/usb0/diagnostics-1.tgz", "archive")
         self.tree.write("dev/mmcblk0p8", "damaged")
         self.tree.write("var/log/maintenance.log", "a line")
-        self.assertEqual(self.changes(), [
-            "dev/mmcblk0p8 is changed", "etc/pointercal is gone", "media/usb0/*.tgz is new",
-            "mnt/recovery/download/partition_c is changed"])
+        self.assertEqual(
+            self.changes(),
+            [
+                "dev/mmcblk0p8 is changed",
+                "etc/pointercal is gone",
+                "media/usb0/*.tgz is new",
+                "mnt/recovery/download/partition_c is changed",
+            ],
+        )
 
     def test_permissions_and_links(self):
         (self.tree.root / "mnt/userdata/1/notes").chmod(0o600)
@@ -65,11 +71,17 @@ class Archive(unittest.TestCase):
     def test_whole(self):
         self.pack()
         self.assertEqual(self.fault(), "")
-        self.assertEqual(sorted(self.wanted), [
-            "mnt/recovery/download/partition_c",
-            "mnt/recovery/update_files/1manifest.txt", "mnt/recovery/update_files/7manifest.txt",
-            "mnt/recovery/update_files/8manifest.txt", "mnt/recovery/update_files/update/update.log",
-            "var/log/messages"])
+        self.assertEqual(
+            sorted(self.wanted),
+            [
+                "mnt/recovery/download/partition_c",
+                "mnt/recovery/update_files/1manifest.txt",
+                "mnt/recovery/update_files/7manifest.txt",
+                "mnt/recovery/update_files/8manifest.txt",
+                "mnt/recovery/update_files/update/update.log",
+                "var/log/messages",
+            ],
+        )
 
     def test_file_missing(self):
         self.pack(without="var/log/messages")
@@ -118,16 +130,25 @@ class Lost(unittest.TestCase):
         return played
 
     def test_reached(self):
-        played = self.play((Stop("main: Versions", "versions", opens="Versions"),
-                            Stop("versions: Done", "main again", back_to="main")),
-                           ({"front": Window(2, "Versions")}, {"front": Window(1, "MainWindow")}))
+        played = self.play(
+            (
+                Stop("main: Versions", "versions", opens="Versions"),
+                Stop("versions: Done", "main again", back_to="main"),
+            ),
+            ({"front": Window(2, "Versions")}, {"front": Window(1, "MainWindow")}),
+        )
         self.assertEqual((played.failure, self.album.kept), ("", ["versions", "main again"]))
 
     def test_by_hand_it_touches_nothing_and_waits(self):
         told = []
-        played = tour.Tour(self.stage, self.album, "800x480",
-                           (Stop("main: Versions", "versions", opens="Versions"),),
-                           lambda *words: told.append(words), True)
+        played = tour.Tour(
+            self.stage,
+            self.album,
+            "800x480",
+            (Stop("main: Versions", "versions", opens="Versions"),),
+            lambda *words: told.append(words),
+            True,
+        )
         with mock.patch("rehearsal.tour.time.monotonic", lambda: self.now):
             played.begin()
             for _ in range(1000):
@@ -142,30 +163,36 @@ class Lost(unittest.TestCase):
     def test_no_effect(self):
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ())
         self.assertEqual(self.touches, ["main: Versions"] * 3)
-        self.assertEqual(played.failure,
-                         "after \"main: Versions\" there is no versions: the window in front is \"MainWindow\"")
+        self.assertEqual(
+            played.failure, 'after "main: Versions" there is no versions: the window in front is "MainWindow"'
+        )
 
     def test_another_window_opens(self):
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ({"front": Window(2, "Error")},))
         self.assertEqual(self.touches, ["main: Versions"])  # not again: it had an effect
-        self.assertIn("the window in front is \"Error\"", played.failure)
+        self.assertIn('the window in front is "Error"', played.failure)
 
     def test_window_that_was_there_before_does_not_open(self):
         """Under a warning that closes lies the screen that it came from."""
-        stops = (Stop("menu: Reset All", "reset", opens="Dialog"), Stop("reset: Reset", "warning", opens="Dialog"),
-                 Stop("warning: Accept", "rebooting", opens="Dialog"))
+        stops = (
+            Stop("menu: Reset All", "reset", opens="Dialog"),
+            Stop("reset: Reset", "warning", opens="Dialog"),
+            Stop("warning: Accept", "rebooting", opens="Dialog"),
+        )
         fronts = [{"front": Window(number, "Dialog")} for number in (2, 3, 2)]
         self.assertIn("there is no rebooting", self.play(stops, fronts).failure)
 
     def test_does_not_go_back(self):
-        played = self.play((Stop("versions: Done", "main again", back_to="main"),), ({"front": Window(2, "MainWindow")},))
+        played = self.play(
+            (Stop("versions: Done", "main again", back_to="main"),), ({"front": Window(2, "MainWindow")},)
+        )
         self.assertIn("there is no main again", played.failure)
 
     def test_page_is_not_the_same_again(self):
         pages = [Image.new("RGB", (800, 480), (shade, 0, 0)) for shade in (1, 2, 3)]
         stops = (Stop("log: Top", "log"), Stop("log: Page Down", "down"), Stop("log: Page Up", "up", same_as="log"))
         played = self.play(stops, [{"image": page} for page in pages])
-        self.assertIn("after \"log: Page Up\" there is no up", played.failure)
+        self.assertIn('after "log: Page Up" there is no up', played.failure)
         self.touches.clear()
         self.set_stage()
         self.assertEqual(self.play(stops, [{"image": page} for page in (*pages[:2], pages[0])]).failure, "")

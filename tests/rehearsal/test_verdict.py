@@ -24,26 +24,39 @@ class Updated(unittest.TestCase):
         untouched = Tree(self)
         untouched.record = Record()
         faults = untouched.faults()
-        for what in ("scripts", "last word", "update.log", "reboots", "boot0 U-Boot", "p7 root file system of 7",
-                     "active partition", "manifest of 7", "user files of 7", "/home/tesk"):
+        for what in (
+            "scripts",
+            "last word",
+            "update.log",
+            "reboots",
+            "boot0 U-Boot",
+            "p7 root file system of 7",
+            "active partition",
+            "manifest of 7",
+            "user files of 7",
+            "/home/tesk",
+        ):
             self.assertIn(what, faults)
 
     def test_slots(self):
-        for slot, what, image in (("boot0", "boot0 U-Boot", "u-boot.img"),
-                                  ("boot1", "boot1 U-Boot, second copy", "u-boot.img"),
-                                  ("p3", "p3 recovery kernel", "recovery-kernel.img"),
-                                  ("p2", "p2 recovery file system", "recoveryfs.img"),
-                                  ("p5", "p5 kernel of 7", "kernel.img"),
-                                  ("p7", "p7 root file system of 7", "rootfs.img")):
+        for slot, what, image in (
+            ("boot0", "boot0 U-Boot", "u-boot.img"),
+            ("boot1", "boot1 U-Boot, second copy", "u-boot.img"),
+            ("p3", "p3 recovery kernel", "recovery-kernel.img"),
+            ("p2", "p2 recovery file system", "recoveryfs.img"),
+            ("p5", "p5 kernel of 7", "kernel.img"),
+            ("p7", "p7 root file system of 7", "rootfs.img"),
+        ):
             path = f"dev/mmcblk0{slot}"
             good = (self.tree.root / path).read_text()
             old = f"old firmware in {slot}" + "\0" * 50
             # old content, one byte wrong, the payload cut short, gone, and what is no storage
-            for now, make in (("as before", lambda: self.tree.write(path, old)),
-                              (f"differs from {image} at byte 6",
-                               lambda: self.tree.write(path, good[:6] + "X" + good[7:])),
-                              (f"differs from {image} at byte 5", lambda: self.tree.write(path, good[:5])),
-                              ("missing", (self.tree.root / path).unlink)):
+            for now, make in (
+                ("as before", lambda: self.tree.write(path, old)),
+                (f"differs from {image} at byte 6", lambda: self.tree.write(path, good[:6] + "X" + good[7:])),
+                (f"differs from {image} at byte 5", lambda: self.tree.write(path, good[:5])),
+                ("missing", (self.tree.root / path).unlink),
+            ):
                 with self.subTest(slot=slot, now=now):
                     make()
                     self.assert_only_fault(what, now)
@@ -56,8 +69,12 @@ class Updated(unittest.TestCase):
         self.assert_only_fault("p7 root file system of 7", "no partition any more")
 
     def test_slots_of_other_versions(self):
-        for slot, what in (("p1", "p1 root file system of 1"), ("p4", "p4 kernel of 1"),
-                           ("p8", "p8 root file system of 8"), ("p6", "p6 kernel of 8")):
+        for slot, what in (
+            ("p1", "p1 root file system of 1"),
+            ("p4", "p4 kernel of 1"),
+            ("p8", "p8 root file system of 8"),
+            ("p6", "p6 kernel of 8"),
+        ):
             with self.subTest(slot=slot):
                 path = self.tree.root / f"dev/mmcblk0{slot}"
                 good = path.read_text()
@@ -75,13 +92,14 @@ class Updated(unittest.TestCase):
         path = "mnt/recovery/update_files/7manifest.txt"
         good = (self.tree.root / path).read_text()
         date = good.partition("install_date_time=")[2].strip()
-        for text, now in ((MANIFEST, "9.9 build 77 of 20250101 for V4.05.00, without a date"),
-                          (good.replace("9.9", "9.8"), "9.8 build 77 of 20250101 for V4.05.00, now"),
-                          (good.replace("V4.05.00", ""), "9.9 build 77 of 20250101 for , now"),
-                          (good.replace(date, "20200101 00:00:00"),
-                           "9.9 build 77 of 20250101 for V4.05.00, 20200101 00:00:00"),
-                          (good.replace(date, date[:8]), f"9.9 build 77 of 20250101 for V4.05.00, {date[:8]}"),
-                          ("", "missing")):
+        for text, now in (
+            (MANIFEST, "9.9 build 77 of 20250101 for V4.05.00, without a date"),
+            (good.replace("9.9", "9.8"), "9.8 build 77 of 20250101 for V4.05.00, now"),
+            (good.replace("V4.05.00", ""), "9.9 build 77 of 20250101 for , now"),
+            (good.replace(date, "20200101 00:00:00"), "9.9 build 77 of 20250101 for V4.05.00, 20200101 00:00:00"),
+            (good.replace(date, date[:8]), f"9.9 build 77 of 20250101 for V4.05.00, {date[:8]}"),
+            ("", "missing"),
+        ):
             with self.subTest(text=text):
                 self.tree.write(path, text)
                 self.assert_only_fault("manifest of 7", now)
@@ -96,22 +114,33 @@ class Updated(unittest.TestCase):
         (tree.root / "mnt/userdata/1/notes").unlink()
         tree.write("mnt/userdata/8/notes", "other notes")
         tree.write("mnt/userdata/7/notes", "notes of 7")
-        self.assertEqual(tree.faults(), {"user files of 1": "notes is lost", "user files of 8": "notes differs",
-                                         "user files of 7": "notes does not belong there"})
+        self.assertEqual(
+            tree.faults(),
+            {
+                "user files of 1": "notes is lost",
+                "user files of 8": "notes differs",
+                "user files of 7": "notes does not belong there",
+            },
+        )
 
     def test_numbers_of_versions(self):
         """Documents and console say 7 where the screen says 2; the verdict says both."""
         lines = {line.what: line.now for line in verdict.judge(self.tree.case())}
         self.assertEqual(lines["active partition"], "7 (2 on the screen)")
-        for what in ("manifest of 8 (3 on the screen)", "user files of 1 (1 on the screen)",
-                     "p5    kernel of 7 (2 on the screen)"):
+        for what in (
+            "manifest of 8 (3 on the screen)",
+            "user files of 1 (1 on the screen)",
+            "p5    kernel of 7 (2 on the screen)",
+        ):
             self.assertIn(what, lines)
 
     def test_larger_than_its_slot(self):
         """On the instrument the end of such an image is lost."""
         size = self.tree.before.description.partitions["mmcblk0p7"].size
-        for more, faults in ((0, {}), (1, {"p7 root file system of 7":
-                                           f"rootfs.img does not fit: {size + 1} bytes, {size} in the partition"})):
+        for more, faults in (
+            (0, {}),
+            (1, {"p7 root file system of 7": f"rootfs.img does not fit: {size + 1} bytes, {size} in the partition"}),
+        ):
             with self.subTest(more=more):
                 self.tree.write("../stick/update/rootfs.img", "x" * (size + more))
                 self.tree.write("dev/mmcblk0p7", "x" * (size + more))
@@ -145,8 +174,10 @@ class Updated(unittest.TestCase):
         self.tree.link_home("1")
         self.tree.write("etc/pointercal", "")
         (self.tree.root / "etc/display-size").unlink()
-        self.assertEqual(self.tree.faults(), {"/home/tesk": "/mnt/userdata/1", "/etc/pointercal": "changed",
-                                              "/etc/display-size": "lost"})
+        self.assertEqual(
+            self.tree.faults(),
+            {"/home/tesk": "/mnt/userdata/1", "/etc/pointercal": "changed", "/etc/display-size": "lost"},
+        )
 
     def test_log(self):
         log = self.tree.root / LOG
@@ -155,20 +186,28 @@ class Updated(unittest.TestCase):
 
     def test_scripts(self):
         runs = self.tree.record.runs
-        for change, now in ((lambda: runs[:3] + runs[4:], "2-USB-checkupdatefiles.sh did not run"),
-                            (lambda: runs + [ScriptRun("9-UbootVariables.sh", 0, 1, "0")],
-                             "9-UbootVariables.sh was not to run"),
-                            (lambda: runs[:1] + runs, "0-checkpartitions.sh ran 2 times"),
-                            (lambda: [runs[1], runs[0], *runs[2:]],
-                             f"the order was {', '.join((USB_SCRIPTS[1], USB_SCRIPTS[0], *USB_SCRIPTS[2:]))}"),
-                            (lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "2"), *runs[6:]],
-                             "4-USB-kernel.sh ended with exit code 2"),
-                            (lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "-9"), *runs[6:]],
-                             "4-USB-kernel.sh was killed by signal 9"),
-                            (lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "unstartable"), *runs[6:]],
-                             "4-USB-kernel.sh cannot be started"),
-                            (lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0), *runs[6:]],
-                             "4-USB-kernel.sh did not end")):
+        for change, now in (
+            (lambda: runs[:3] + runs[4:], "2-USB-checkupdatefiles.sh did not run"),
+            (lambda: runs + [ScriptRun("9-UbootVariables.sh", 0, 1, "0")], "9-UbootVariables.sh was not to run"),
+            (lambda: runs[:1] + runs, "0-checkpartitions.sh ran 2 times"),
+            (
+                lambda: [runs[1], runs[0], *runs[2:]],
+                f"the order was {', '.join((USB_SCRIPTS[1], USB_SCRIPTS[0], *USB_SCRIPTS[2:]))}",
+            ),
+            (
+                lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "2"), *runs[6:]],
+                "4-USB-kernel.sh ended with exit code 2",
+            ),
+            (
+                lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "-9"), *runs[6:]],
+                "4-USB-kernel.sh was killed by signal 9",
+            ),
+            (
+                lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0, 1, "unstartable"), *runs[6:]],
+                "4-USB-kernel.sh cannot be started",
+            ),
+            (lambda: [*runs[:5], ScriptRun("4-USB-kernel.sh", 0), *runs[6:]], "4-USB-kernel.sh did not end"),
+        ):
             with self.subTest(now=now):
                 self.tree.record.runs = change()
                 self.assert_only_fault("scripts", now)
@@ -180,8 +219,9 @@ class Updated(unittest.TestCase):
     def test_program_died(self):
         self.tree.record.exit_status = 139
         self.tree.write("run/rebooted", "")
-        self.assertEqual(self.tree.faults(), {"the run": "the program ended by itself, exit status 139",
-                                              "reboots": "none"})
+        self.assertEqual(
+            self.tree.faults(), {"the run": "the program ended by itself, exit status 139", "reboots": "none"}
+        )
 
     def test_last_word(self):
         self.tree.record.lines += ["FINISHED"]
@@ -244,8 +284,9 @@ class Overridden(unittest.TestCase):
 
     def test_updated_as_well(self):
         self.tree.write("dev/mmcblk0p8", "new rootfs.img")
-        self.assertEqual(self.tree.faults(), {"p8 root file system of 8": "changed",
-                                              "everything else": "dev/mmcblk0p8 changed"})
+        self.assertEqual(
+            self.tree.faults(), {"p8 root file system of 8": "changed", "everything else": "dev/mmcblk0p8 changed"}
+        )
 
 
 if __name__ == "__main__":

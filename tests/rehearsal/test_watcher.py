@@ -40,12 +40,28 @@ class Watcher(unittest.TestCase):
         self.addCleanup(os.close, gate)
         os.write(gate, b"g")
         # bwrap has its own way to tell of a signal; the number is what Python's subprocess shows
-        runner = ("import subprocess, sys\n"
-                  f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]{streams}).returncode)")
+        runner = (
+            "import subprocess, sys\n"
+            f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]{streams}).returncode)"
+        )
         done = subprocess.run(
-            [SIMULATOR / "sandbox", instrument.root, "--ro-bind", HERE / "watch-script", WATCHER,
-             "/usr/bin/python3", "-c", runner, *arguments],
-            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+            [
+                SIMULATOR / "sandbox",
+                instrument.root,
+                "--ro-bind",
+                HERE / "watch-script",
+                WATCHER,
+                "/usr/bin/python3",
+                "-c",
+                runner,
+                *arguments,
+            ],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=60,
+            check=False,
+        )
         self.assertEqual(done.returncode, 0, done.stderr)
         self.instrument = instrument
         return int(done.stdout), os.read(journal, 4096).decode().splitlines()
@@ -54,18 +70,21 @@ class Watcher(unittest.TestCase):
         for code in (0, 1, 3, 130, 255):
             with self.subTest(code=code):
                 shutil.rmtree(self.top / "instrument", ignore_errors=True)
-                self.assertEqual(self.run_watched(f"#!/bin/sh\nexit {code}\n"),
-                                 (code, [f"start {NAME}", f"end {NAME} {code}"]))
+                self.assertEqual(
+                    self.run_watched(f"#!/bin/sh\nexit {code}\n"), (code, [f"start {NAME}", f"end {NAME} {code}"])
+                )
 
     def test_signals(self):
         for number in (signal.SIGKILL, signal.SIGTERM, signal.SIGSEGV, signal.SIGPIPE, signal.SIGINT):
             with self.subTest(number=number):
                 shutil.rmtree(self.top / "instrument", ignore_errors=True)
-                self.assertEqual(self.run_watched(f"#!/bin/sh\nkill -{int(number)} $$\nsleep 60\n"),
-                                 (-number, [f"start {NAME}", f"end {NAME} {-number}"]))
+                self.assertEqual(
+                    self.run_watched(f"#!/bin/sh\nkill -{int(number)} $$\nsleep 60\n"),
+                    (-number, [f"start {NAME}", f"end {NAME} {-number}"]),
+                )
 
     def test_arguments_and_name(self):
-        self.run_watched("#!/bin/sh\nprintf '%s\\n' \"${0##*/}\" \"$@\" >/run/seen\n", "a b", "", "*")
+        self.run_watched('#!/bin/sh\nprintf \'%s\\n\' "${0##*/}" "$@" >/run/seen\n', "a b", "", "*")
         self.assertEqual((self.instrument.root / "run/seen").read_text(), f"{NAME}\na b\n\n*\n")
 
     def test_waits_to_be_let_go(self):
@@ -73,9 +92,17 @@ class Watcher(unittest.TestCase):
         (self.scripts / NAME).chmod(0o755)
         instrument = self.make_instrument()
         journal, gate = (os.open(instrument.root / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
-        process = subprocess.Popen([SIMULATOR / "sandbox", instrument.root, "--ro-bind",
-                                    HERE / "watch-script", WATCHER, f"/etc/update/{NAME}"],
-                                   stdin=subprocess.DEVNULL)
+        process = subprocess.Popen(
+            [
+                SIMULATOR / "sandbox",
+                instrument.root,
+                "--ro-bind",
+                HERE / "watch-script",
+                WATCHER,
+                f"/etc/update/{NAME}",
+            ],
+            stdin=subprocess.DEVNULL,
+        )
         self.assertEqual(os.read(journal, 4096).decode(), f"start {NAME}\n")
         self.assertFalse((instrument.root / "run/seen").exists())
         os.write(gate, b"g")
@@ -108,7 +135,9 @@ class Watcher(unittest.TestCase):
         self.assertEqual(self.printed("#!/bin/sh\n[ -p /dev/stdin ] && echo a pipe\n"), "a pipe\n")
 
     def test_no_other_files_are_open(self):
-        self.assertEqual(self.printed("#!/bin/sh\nls /proc/self/fd\n").split(), ["0", "1", "2", "3"], "3 is the listing")
+        self.assertEqual(
+            self.printed("#!/bin/sh\nls /proc/self/fd\n").split(), ["0", "1", "2", "3"], "3 is the listing"
+        )
 
     def test_only_the_end_of_endless_printing(self):
         text = self.printed("#!/bin/sh\nhead -c 3000000 /dev/zero | tr '\\0' x\nsleep 1\necho the end\n")
@@ -119,9 +148,11 @@ class Watcher(unittest.TestCase):
         self.assertEqual(self.printed("#!/bin/sh\n(sleep 5; echo late) &\necho now\n"), "now\n")
 
     def test_trace(self):
-        script = "#!/bin/sh {}\n[ \"$0\" = /opt/scripts/3-USB-UBoot.sh ] && echo \"$#\"\n"
-        for options, traced in (("", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n"),
-                                ("-e", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n")):
+        script = '#!/bin/sh {}\n[ "$0" = /opt/scripts/3-USB-UBoot.sh ] && echo "$#"\n'
+        for options, traced in (
+            ("", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n"),
+            ("-e", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n"),
+        ):
             with self.subTest(options=options):
                 self.assertEqual(self.printed(script.format(options), trace=True), traced)
         self.assertEqual(self.printed("#!/usr/bin/env sh\necho x\n", trace=True), "+ echo x\nx\n")

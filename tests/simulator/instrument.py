@@ -108,7 +108,10 @@ class Instrument:
         try:
             output = subprocess.run(
                 [SIMULATOR / "sandbox", self.root, *sandbox_options, "sh", "-c", loop, "sh", *scripts],
-                stdin=reader, capture_output=True, text=True, check=False,
+                stdin=reader,
+                capture_output=True,
+                text=True,
+                check=False,
             )
         finally:
             os.close(reader)
@@ -178,7 +181,7 @@ class Instrument:
         self.test.assertEqual(self.active, target + "\n")
         values = (update / "manifest.txt").read_text()
         self.test.assertTrue(self.manifest(target).startswith(values))
-        self.test.assertRegex(self.manifest(target)[len(values):], r"\Ainstall_date_time=\d{8} \d\d:\d\d:\d\d\n\Z")
+        self.test.assertRegex(self.manifest(target)[len(values) :], r"\Ainstall_date_time=\d{8} \d\d:\d\d:\d\d\n\Z")
 
 
 class OneScript(unittest.TestCase):

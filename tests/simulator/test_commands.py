@@ -68,8 +68,14 @@ class Commands(unittest.TestCase):
         files = {str(path.relative_to(tree)) for path in tree.rglob("*") if path.is_file() and not path.is_symlink()}
         self.assertEqual(files, {"etc/fonts/fonts.conf", "sbin/reboot"})
         directories = (
-            "etc/update/utility_scripts", "home/tesk/cfg", "media/usb0", "mnt/recovery/download",
-            "mnt/recovery/update_files", "sys/class/block", "tmp", "var/log",
+            "etc/update/utility_scripts",
+            "home/tesk/cfg",
+            "media/usb0",
+            "mnt/recovery/download",
+            "mnt/recovery/update_files",
+            "sys/class/block",
+            "tmp",
+            "var/log",
         )
         for directory in directories:
             self.assertTrue((tree / directory).is_dir(), directory)
@@ -119,7 +125,8 @@ class Commands(unittest.TestCase):
         waiting = "while [ ! -d /media/usb0/update ]; do sleep 0.05; done; ls /media/usb0/update"
         with subprocess.Popen(
             [instrument.SIMULATOR / "sandbox", board.root, "sh", "-c", f"echo ready; {waiting}"],
-            stdout=subprocess.PIPE, text=True,
+            stdout=subprocess.PIPE,
+            text=True,
         ) as sandbox:
             self.assertEqual(sandbox.stdout.readline(), "ready\n")
             board.plug()
@@ -129,10 +136,17 @@ class Commands(unittest.TestCase):
     def test_wrong_arguments(self):
         target = self.scratch / "made"
         for arguments in (
-            ("make-instrument",), ("make-instrument", "--active", "2", target), ("make-instrument", "--blank"),
-            ("make-instrument", "--unknown", target), ("make-stick",), ("make-stick", "--bad", "luck", target),
-            ("make-stick", "--override", target), ("make-archive",), ("make-archive", "--bad", "luck", target),
-            ("make-archive", "--bad", "truncated"), ("make-instrument", "--active", "", target),
+            ("make-instrument",),
+            ("make-instrument", "--active", "2", target),
+            ("make-instrument", "--blank"),
+            ("make-instrument", "--unknown", target),
+            ("make-stick",),
+            ("make-stick", "--bad", "luck", target),
+            ("make-stick", "--override", target),
+            ("make-archive",),
+            ("make-archive", "--bad", "luck", target),
+            ("make-archive", "--bad", "truncated"),
+            ("make-instrument", "--active", "", target),
         ):
             with self.subTest(arguments):
                 result = command(*arguments)

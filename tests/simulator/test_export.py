@@ -25,10 +25,13 @@ class ExportFiles(UtilityScripts):
         return sorted(self.board.path("/media/usb0").glob("*.tgz*"))
 
     def exported(self):
-        archive, = self.archives()
+        (archive,) = self.archives()
         with tarfile.open(archive, "r:gz") as tar:
-            return {member.name: hashlib.sha256(tar.extractfile(member).read()).hexdigest()
-                    for member in tar if member.isfile()}
+            return {
+                member.name: hashlib.sha256(tar.extractfile(member).read()).hexdigest()
+                for member in tar
+                if member.isfile()
+            }
 
     def on_the_instrument(self, names):
         return {name: hashlib.sha256(self.board.path(f"/{name}").read_bytes()).hexdigest() for name in names}
@@ -36,8 +39,11 @@ class ExportFiles(UtilityScripts):
     def test_holds_logs_manifests_and_update_log(self):
         names = [f"var/log/{name}" for name in ("messages", "application.log", "network.log", "maintenance.log")]
         names += [f"mnt/recovery/update_files/{version}manifest.txt" for version in "178"]
-        names += ["mnt/recovery/update_files/update/update.log", "mnt/recovery/logFiles.txt",
-                  "mnt/recovery/download/partition_c"]
+        names += [
+            "mnt/recovery/update_files/update/update.log",
+            "mnt/recovery/logFiles.txt",
+            "mnt/recovery/download/partition_c",
+        ]
         wanted = self.on_the_instrument(names)
         code, result = self.run_script(EXPORT)
         self.assertEqual(code, 0)
@@ -64,8 +70,10 @@ class ExportFiles(UtilityScripts):
 
     def test_unreadable_log(self):
         self.board.path("/var/log/network.log").chmod(0)
-        self.assertEqual(self.run_script(EXPORT), (
-            1, f"FAILED: not everything can be read, {self.archives()[0].name} holds the rest"))
+        self.assertEqual(
+            self.run_script(EXPORT),
+            (1, f"FAILED: not everything can be read, {self.archives()[0].name} holds the rest"),
+        )
         self.assertIn("var/log/messages", self.exported())
         self.assertNotIn("var/log/network.log", self.exported())
 
@@ -77,8 +85,12 @@ class ExportFiles(UtilityScripts):
         """Nothing is left that looks like an archive."""
         self.board.path("/var/log/noise").write_bytes(os.urandom(200000))
         look = "/etc/update/utility_scripts/ExportFiles.sh; echo $? >/run/code; ls -A /media/usb0 >/run/left"
-        subprocess.run([SIMULATOR / "sandbox", self.board.root, "--size", "65536", "--tmpfs", "/media/usb0",
-                        "sh", "-c", look], stdin=subprocess.DEVNULL, capture_output=True, check=True)
+        subprocess.run(
+            [SIMULATOR / "sandbox", self.board.root, "--size", "65536", "--tmpfs", "/media/usb0", "sh", "-c", look],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            check=True,
+        )
         self.assertEqual(self.board.path("/run/code").read_text(), "1\n")
         self.assertEqual(self.board.path("/run/left").read_text(), "")
         self.assertRegex(self.logged()[-1][1], r"\AFAILED: /media/usb0/diagnostics-\S+\.tgz cannot be written\Z")

@@ -156,7 +156,9 @@ class PowerLoss(unittest.TestCase):
         loop = 'for script in "$@"; do "/etc/update/$script"; done'
         with subprocess.Popen(
             [SIMULATOR / "sandbox", board.root, "sh", "-c", loop, "sh", *scripts],
-            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.STDOUT,
         ) as sandbox:
             try:
                 sandbox.wait(after)

@@ -125,9 +125,7 @@ class Rejection(unittest.TestCase):
         update = board.plug()
         rewrite(
             update / "sha256sums.txt",
-            lambda text: b"".join(
-                line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()
-            ),
+            lambda text: b"".join(line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()),
         )
         board.run_well(*VERIFY)
 

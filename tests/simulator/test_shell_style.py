@@ -11,7 +11,9 @@ from instrument import REPOSITORY, SCRIPTS
 def repository_files():
     listing = subprocess.run(
         ["git", "-c", "safe.directory=*", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
-        cwd=REPOSITORY, capture_output=True, check=True,
+        cwd=REPOSITORY,
+        capture_output=True,
+        check=True,
     )
     paths = (REPOSITORY / name for name in listing.stdout.decode().split("\0") if name)
     return [path for path in paths if path.is_file()]

@@ -16,8 +16,10 @@ KERNELS = {"1": "p4", "7": "p5", "8": "p6"}
 class RemoveSingleFile(UtilityScripts):
     def test_removes_the_file_and_nothing_else(self):
         before = self.board.user_files("1")
-        self.assertEqual(self.run_script(REMOVE_ONE, "/home/tesk/cfg/teskuihost.conf"),
-                         (0, "ok, /home/tesk/cfg/teskuihost.conf removed"))
+        self.assertEqual(
+            self.run_script(REMOVE_ONE, "/home/tesk/cfg/teskuihost.conf"),
+            (0, "ok, /home/tesk/cfg/teskuihost.conf removed"),
+        )
         del before["cfg"]["teskuihost.conf"]
         self.assertEqual(self.board.user_files("1"), before)
 
@@ -46,19 +48,28 @@ class RemoveSingleFile(UtilityScripts):
 
     def test_refusals(self):
         one = "takes one argument, the file to remove"
-        for arguments, reason in (((), one), (("/etc/pointercal", "/etc/display-size"), one),
-                                  (("",), " is no full path"), (("etc/pointercal",), "etc/pointercal is no full path"),
-                                  (("/home/../etc/pointercal",), "/home/../etc/pointercal is no full path"),
-                                  (("/home/tesk/cfg",), "/home/tesk/cfg is a directory"), (("/",), "/ is a directory"),
-                                  (("/home/tesk",), "/home/tesk is a directory")):
+        for arguments, reason in (
+            ((), one),
+            (("/etc/pointercal", "/etc/display-size"), one),
+            (("",), " is no full path"),
+            (("etc/pointercal",), "etc/pointercal is no full path"),
+            (("/home/../etc/pointercal",), "/home/../etc/pointercal is no full path"),
+            (("/home/tesk/cfg",), "/home/tesk/cfg is a directory"),
+            (("/",), "/ is a directory"),
+            (("/home/tesk",), "/home/tesk is a directory"),
+        ):
             with self.subTest(arguments):
                 self.assert_refused(REMOVE_ONE, *arguments, reason=reason)
 
     def test_file_that_cannot_be_removed(self):
         self.assertEqual(
-            self.run_script(REMOVE_ONE, "/etc/pointercal", sandbox_options=(
-                "--ro-bind", str(self.board.path("/etc/pointercal")), "/etc/pointercal")),
-            (1, "FAILED: /etc/pointercal cannot be removed"))
+            self.run_script(
+                REMOVE_ONE,
+                "/etc/pointercal",
+                sandbox_options=("--ro-bind", str(self.board.path("/etc/pointercal")), "/etc/pointercal"),
+            ),
+            (1, "FAILED: /etc/pointercal cannot be removed"),
+        )
         self.assertTrue(self.board.path("/etc/pointercal").exists())
 
 
@@ -82,10 +93,13 @@ class RemoveListedFiles(UtilityScripts):
         self.assertFalse(self.board.path("/etc/display-size").exists())
 
     def test_damaged_list_removes_nothing(self):
-        for text, reason in (("/etc/pointercal\npointercal\n", "pointercal is no full path"),
-                             ("/etc/pointercal\n/home/tesk\n", "/home/tesk is a directory"),
-                             ("/etc/pointercal\n/mnt\n", "/mnt is a directory"),
-                             ("# none\n", f"{LIST} names no file"), ("", f"{LIST} names no file")):
+        for text, reason in (
+            ("/etc/pointercal\npointercal\n", "pointercal is no full path"),
+            ("/etc/pointercal\n/home/tesk\n", "/home/tesk is a directory"),
+            ("/etc/pointercal\n/mnt\n", "/mnt is a directory"),
+            ("# none\n", f"{LIST} names no file"),
+            ("", f"{LIST} names no file"),
+        ):
             with self.subTest(text):
                 self.board.path(LIST).write_text(text)
                 self.assert_refused(REMOVE_LISTED, reason=reason)
@@ -121,9 +135,14 @@ class ChangeToPartition(UtilityScripts):
 
     def test_refuses_what_is_no_version_partition(self):
         one = "takes one argument, the version partition"
-        for arguments, reason in (((), one), (("7", "8"), one), (("2",), "2 is no version partition"),
-                                  (("",), " is no version partition"), (("77",), "77 is no version partition"),
-                                  (("7 ",), "7  is no version partition")):
+        for arguments, reason in (
+            ((), one),
+            (("7", "8"), one),
+            (("2",), "2 is no version partition"),
+            (("",), " is no version partition"),
+            (("77",), "77 is no version partition"),
+            (("7 ",), "7  is no version partition"),
+        ):
             with self.subTest(arguments):
                 self.assert_refused(CHANGE, *arguments, reason=reason)
 
@@ -140,8 +159,9 @@ class ChangeToPartition(UtilityScripts):
             with self.subTest(part):
                 self.board = self.instrument()
                 self.board.path(part).rename(self.board.path(f"{part}-away"))
-                self.assert_refused(CHANGE, "7", reason=f"partition 7 holds no version ({part} is missing), "
-                                                        "partition 1 stays active")
+                self.assert_refused(
+                    CHANGE, "7", reason=f"partition 7 holds no version ({part} is missing), " "partition 1 stays active"
+                )
 
     def test_damaged_partition_file_is_mended(self):
         self.board.path(PARTITION_FILE).write_text("garbage")
@@ -155,8 +175,7 @@ class ChangeToPartition(UtilityScripts):
             self.assertEqual(old.read(), "1\n")
 
     def test_switch_is_synced(self):
-        self.assertEqual(self.synced(CHANGE, "7")[:2],
-                         [f"{PARTITION_FILE}.new", "/mnt/recovery/download"])
+        self.assertEqual(self.synced(CHANGE, "7")[:2], [f"{PARTITION_FILE}.new", "/mnt/recovery/download"])
 
     def test_full_storage_leaves_the_old_version_active(self):
         self.board.path(PARTITION_FILE + ".new").mkdir()
@@ -172,8 +191,11 @@ class Made(unittest.TestCase):
         board = Instrument(self)
         entries = [line.split(",") for line in board.path("/mnt/recovery/logFiles.txt").read_text().splitlines()]
         self.assertTrue(all(len(entry) == 3 for entry in entries), entries)
-        lengths = {name: len(path.read_text().splitlines()) for file, directory, name in entries
-                   if (path := board.path(f"{directory}/{file}")).exists()}
+        lengths = {
+            name: len(path.read_text().splitlines())
+            for file, directory, name in entries
+            if (path := board.path(f"{directory}/{file}")).exists()
+        }
         self.assertIn("Crash Reports", {entry[2] for entry in entries} - set(lengths))
         self.assertEqual({name for name, length in lengths.items() if length > 100}, {"System Log", "Application Log"})
         for name in ("messages", "application.log"):

@@ -24,8 +24,18 @@ class UtilityScripts(unittest.TestCase):
 
     def start(self, name, *arguments, sandbox_options=()):
         return subprocess.run(
-            [SIMULATOR / "sandbox", self.board.root, *sandbox_options, f"/etc/update/utility_scripts/{name}",
-             *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False)
+            [
+                SIMULATOR / "sandbox",
+                self.board.root,
+                *sandbox_options,
+                f"/etc/update/utility_scripts/{name}",
+                *arguments,
+            ],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            check=False,
+        )
 
     def run_script(self, name, *arguments, sandbox_options=()):
         """The exit code of a script, and what it says about it in the log."""
@@ -52,7 +62,7 @@ class UtilityScripts(unittest.TestCase):
     def synced(self, name, *arguments):
         """The paths that a script syncs: what it has done lies on the storage when it ends."""
         tool = self.board.path("/opt/sync")
-        tool.write_text("#!/bin/sh\nprintf '%s\\n' \"$*\" >>/run/synced\nexec /usr/bin/sync \"$@\"\n")
+        tool.write_text('#!/bin/sh\nprintf \'%s\\n\' "$*" >>/run/synced\nexec /usr/bin/sync "$@"\n')
         tool.chmod(0o755)
         self.board.path("/opt/bin").mkdir(exist_ok=True)
         tool.rename(self.board.path("/opt/bin/sync"))
