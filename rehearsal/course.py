@@ -40,7 +40,7 @@ def judge(case: Case) -> Iterator[Line]:
 
 def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     """The scripts that have to run, in order, with the exit codes they may end with; None is any."""
-    scripts = dict.fromkeys(filter(case.description.has, case.mode.scripts), {"0"})
+    scripts: dict[str, set[str] | None] = dict.fromkeys(filter(case.description.has, case.mode.scripts), {"0"})
     if case.outcome == UPDATED:
         # 1 the display is set like that already, 2 more than one override: the user then updates
         return {OVERRIDE_SCRIPT: {"1", "2"}, **scripts} if case.overrides else scripts

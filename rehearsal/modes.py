@@ -91,6 +91,7 @@ class Mode:
     tour_ends_with: str = ""  # the active version; as it began if empty
 
 
+# fmt: off
 MODES = {
     "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",)),
     "keep": Mode(
@@ -138,3 +139,4 @@ MODES = {
         tour=tourscreens.SETTINGS,
     ),
 }
+# fmt: on

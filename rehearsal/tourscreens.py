@@ -69,6 +69,7 @@ def reset(button: str, name: str, does: str = "") -> tuple[Stop, ...]:
     )
 
 
+# fmt: off
 LOOKING = (
     Stop("main: Versions", "versions", opens="Versions"),
     Stop("versions: Done", "main again", back_to="main"),
@@ -117,6 +118,13 @@ CHANGES = (
 )
 
 TOOLS = LOOKING + RESETS + MENU_AGAIN + EXPORT + CHANGES
+SETTINGS = (
+    Stop("main: Support Tools", "menu", opens="Form"),
+    *reset("menu: Reset All", "system")[:-1],
+    Stop("warning: Accept", "rebooting", opens="Dialog", act="system reset", does="system_reset"),
+)
+# fmt: on
+SETTINGS_SCRIPTS = ("RemoveFilesUsingBackupFileList.sh",)
 TOOLS_SCRIPTS = (
     "RemoveSingleFile.sh",
     "RemoveSingleFile.sh",
@@ -124,13 +132,6 @@ TOOLS_SCRIPTS = (
     "ExportFiles.sh",
     "ChangeToPartition.sh",
 )
-
-SETTINGS = (
-    Stop("main: Support Tools", "menu", opens="Form"),
-    *reset("menu: Reset All", "system")[:-1],
-    Stop("warning: Accept", "rebooting", opens="Dialog", act="system reset", does="system_reset"),
-)
-SETTINGS_SCRIPTS = ("RemoveFilesUsingBackupFileList.sh",)
 UTILITY_SCRIPTS = tuple(dict.fromkeys(TOOLS_SCRIPTS + SETTINGS_SCRIPTS))
 
 UPDATE_LOG = "mnt/recovery/update_files/update/update.log"

@@ -137,10 +137,8 @@ def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:
         # all of it, to its very end: the last file may be whole where the archive is not
         with tarfile.open(fileobj=io.BytesIO(gzip.decompress(archive))) as tar:
             for member in tar:
-                if member.isfile():
-                    content = tar.extractfile(member)
-                    assert content
-                    found[member.name.removeprefix("./")] = hashlib.sha256(content.read()).hexdigest()
+                if member.isfile() and (file := tar.extractfile(member)):
+                    found[member.name.removeprefix("./")] = hashlib.sha256(file.read()).hexdigest()
     except (tarfile.TarError, zlib.error, OSError, EOFError) as error:
         return f"{name} cannot be read: {error}"
     faults = [f"{path} is missing" for path in wanted if path not in found]

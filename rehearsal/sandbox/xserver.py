@@ -41,6 +41,10 @@ class XServer:
         finally:
             os.close(reading)
 
+    @property
+    def pid(self) -> int:
+        return self._process.pid
+
     def close(self) -> None:
         self._process.terminate()
         try:

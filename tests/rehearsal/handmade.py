@@ -48,7 +48,7 @@ STARTED = datetime.datetime.now(datetime.timezone.utc)
 class Tree:
     """An instrument that runs version 1, with a stick, and what a rehearsal does to it."""
 
-    def __init__(self, test: unittest.TestCase):
+    def __init__(self, test: unittest.TestCase) -> None:
         self.top = Path(tempfile.mkdtemp(prefix="test-verdict-"))
         test.addCleanup(shutil.rmtree, self.top)
         self.root = self.top / "instrument"
@@ -72,16 +72,16 @@ class Tree:
         self.mode, self.outcome = MODES["usb"], UPDATED
         self.record = Record(["Update Successful, rebooting"], [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS])
 
-    def write(self, path: str, text: str):
+    def write(self, path: str, text: str) -> None:
         file = self.root / path
         file.parent.mkdir(parents=True, exist_ok=True)
         file.write_text(text)
 
-    def link_home(self, version: str):
+    def link_home(self, version: str) -> None:
         (self.root / "home/tesk").unlink(missing_ok=True)
         (self.root / "home/tesk").symlink_to(f"../mnt/userdata/{version}")
 
-    def update(self):
+    def update(self) -> None:
         """What an update from the stick does to version 7."""
         for slot, image in USB_SLOTS.items():
             self.write(f"dev/mmcblk0{slot}", f"new {image}" + "\0" * 50)
@@ -94,7 +94,7 @@ class Tree:
         self.write("run/rebooted", "11-Reboot.sh\n")
         self.link_home("7")
 
-    def reject(self):
+    def reject(self) -> None:
         """What is left of an update that the file check turned down."""
         self.outcome = REJECTED
         self.record = Record(
@@ -104,7 +104,7 @@ class Tree:
         self.write(LOG, "".join(f"{name}: ok\n" for name in USB_SCRIPTS[:4]) + "kernel.img has a wrong sum\n")
         self.write("tmp/verifyFailed", "kernel.img has a wrong sum\n")
 
-    def override(self):
+    def override(self) -> None:
         """What the installation of an override does."""
         self.outcome, self.mode = OVERRIDDEN, MODES["override"]
         name = "00-USB-installoverrides.sh"
@@ -117,8 +117,9 @@ class Tree:
     def holdings(self) -> Holdings:
         return tree.Tree(self.root).holdings()
 
-    def case(self, **more) -> Case:
-        return Case(self.mode, self.outcome, self.source, self.before, self.holdings(), self.record, STARTED, **more)
+    def case(self, asked: str = "", unstartable: dict[str, str] | None = None) -> Case:
+        after, missing = self.holdings(), unstartable or {}
+        return Case(self.mode, self.outcome, self.source, self.before, after, self.record, STARTED, asked, missing)
 
     def faults(self) -> dict[str, str]:
         """The points that are not as promised. How the screen numbers versions has a test of its own."""

@@ -214,7 +214,8 @@ class OfOneScript(Cause):
             found[:2],
             [
                 "4-USB-kernel.sh ended with 0, but changed nothing on the instrument",
-                "11-SetNextPartition.sh made version 7 (2 on the screen) the active one, although p5 does not hold kernel.img",
+                "11-SetNextPartition.sh made version 7 (2 on the screen) the active one, "
+                "although p5 does not hold kernel.img",
             ],
         )
 

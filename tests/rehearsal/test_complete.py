@@ -8,8 +8,8 @@ HERE = Path(__file__).resolve().parent
 
 
 class Complete(unittest.TestCase):
-    def test_every_method_has_an_entry(self):
-        entries = {}
+    def test_every_method_has_an_entry(self) -> None:
+        entries: dict[str, set[str]] = {}
         listed = (HERE / "CMakeLists.txt").read_text().partition("endfunction()")[2]
         for name, methods in re.findall(r"rehearsal_tests\(([\w.]+)([^)]*)\)", listed):
             entries.setdefault(name, set()).update(methods.split())

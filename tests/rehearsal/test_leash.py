@@ -53,7 +53,7 @@ class Leashed(unittest.TestCase):
                 process.kill()
                 process.wait()
             for leash in leashes:
-                leash.pull()
+                self.assertTrue(leash.pull())
                 self.assertEqual(leash.holders(), [])
                 leash.close()
 
@@ -65,7 +65,7 @@ class Leashed(unittest.TestCase):
         self.addCleanup(bystander.kill)
         holder = subprocess.Popen(["sleep", "1000"], pass_fds=[leash.end], start_new_session=True)
         self.assertEqual(leash.holders(), [holder.pid])
-        leash.pull()
+        self.assertTrue(leash.pull())
         self.assertEqual(holder.wait(60), -signal.SIGKILL)
         self.assertIsNone(bystander.poll())
 

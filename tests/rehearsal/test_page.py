@@ -94,8 +94,8 @@ class Page(unittest.TestCase):
         Image.new("RGB", (80, 48), "navy").save(file)
         self.pictures.append(Picture(file, state, self.report.started + at))
 
-    def write(self, **more: dict[str, str]) -> Path:
-        case = self.tree.case(**more)
+    def write(self, unstartable: dict[str, str] | None = None) -> Path:
+        case = self.tree.case(unstartable=unstartable)
         write_page(self.folder, "Rehearsal", self.facts, case, judge(case, []), self.pictures, self.report)
         return self.folder / "index.html"
 

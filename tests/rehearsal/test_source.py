@@ -7,12 +7,12 @@ from handmade import IMAGES, MANIFEST, Tree
 
 
 class Flaw(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         self.tree = Tree(self)
         self.update = self.tree.top / "stick/update"
         self.sums()
 
-    def sums(self):
+    def sums(self) -> None:
         (self.update / "sha256sums.txt").write_text(
             "".join(
                 f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
@@ -20,10 +20,10 @@ class Flaw(unittest.TestCase):
             )
         )
 
-    def test_none(self):
+    def test_none(self) -> None:
         self.assertEqual(self.tree.source.flaw(), "")
 
-    def test_each_image(self):
+    def test_each_image(self) -> None:
         for name in IMAGES:
             file = self.update / name
             good = file.read_bytes()
@@ -36,12 +36,12 @@ class Flaw(unittest.TestCase):
                     self.assertEqual(self.tree.source.flaw(), flaw)
             file.write_bytes(good)
 
-    def test_bootloader(self):
+    def test_bootloader(self) -> None:
         (self.update / "manifest.txt").write_text(MANIFEST.replace("V4.05.00", "V4.06.00"))
         self.sums()
         self.assertEqual(self.tree.source.flaw(), 'it is for bootloader "V4.06.00", not V4.05.00')
 
-    def test_unlisted_script(self):
+    def test_unlisted_script(self) -> None:
         (self.update / "post-update.sh").write_text("rm -rf /\n")
         self.assertEqual(self.tree.source.flaw(), "post-update.sh has not the sum listed for it")
 
