@@ -48,6 +48,7 @@ class Album:
         self._entered_at = time.monotonic()
         self._changed_at = 0.0
         self._unsaved = False
+        self._heard_since = False  # the console was read after the picture was taken, and told of no other state
         self._pictured = False  # the state has a picture
         self._writer = ThreadPoolExecutor(1)  # what the screen does next must not be missed meanwhile
         self._written: list[Future[None]] = []
@@ -58,6 +59,7 @@ class Album:
         if self._stage.changed():
             self._take()
             return 0.0  # there may be another change already
+        self._heard_since = True
         if not self._unsaved or self.on_demand:
             return None
         left = self._changed_at + SETTLED_AFTER * self._stage.pace - time.monotonic()
@@ -79,7 +81,11 @@ class Album:
 
         A picture that has not come to rest is half way there already, or there.
         """
-        if not self.on_demand and time.monotonic() > self._changed_at + SETTLED_AFTER * self._stage.pace:
+        if (
+            not self.on_demand
+            and self._heard_since
+            and time.monotonic() > self._changed_at + SETTLED_AFTER * self._stage.pace
+        ):
             self.keep()
         self._states = [state]
         self._pictured = False
@@ -112,6 +118,7 @@ class Album:
         empty = image.getcolors(1) is not None  # no window yet, or no more
         if not empty and image != self.image:
             self.image = image
+            self._heard_since = False
             self._changed_at = time.monotonic()
             self._unsaved = True
 
