@@ -7,10 +7,12 @@ fail() {
     exit 1
 }
 
-# Installs the packages of the one list that are not there yet, saying which.
+# Installs the packages of the one list that are not there yet, saying which, but for those that the command does
+# without.
 install_missing_packages() {
     missing=
     while read -r package; do
+        case " ${does_without-} " in *" $package "*) continue ;; esac
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
             missing="$missing $package"
     done <"$top/packaging/apt-packages.txt"

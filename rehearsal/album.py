@@ -4,6 +4,7 @@ import io
 import re
 import time
 from concurrent.futures import Future, ThreadPoolExecutor
+from dataclasses import dataclass
 from pathlib import Path
 
 from PIL.Image import Image
@@ -20,6 +21,13 @@ def slug(text: str) -> str:
     return re.sub(r"[^a-z0-9]+", "-", text.lower()).strip("-")
 
 
+@dataclass(frozen=True)
+class Picture:
+    file: Path
+    state: str
+    at: float  # when the screen came to show it, by the monotonic clock
+
+
 class Album:
     """Takes a picture whenever the screen has changed and come to rest, named after the state it is in.
 
@@ -31,6 +39,7 @@ class Album:
     def __init__(self, stage: Stage, folder: Path, first_states: tuple[str, ...]):
         self.image: Image | None = None  # what the screen shows
         self.on_demand = False  # pictures are kept only when the owner says so
+        self.pictures: list[Picture] = []
         self._stage = stage
         self._folder = folder
         self._states = list(first_states)
@@ -93,6 +102,7 @@ class Album:
             self._saved = self.image
             state = self._states.pop(0) if len(self._states) > 1 else self._states[0]
             file = self._folder / f"{self._count:02}-{slug(state)}.png"
+            self.pictures.append(Picture(file, state, self._changed_at))
             self._written.append(self._writer.submit(write_picture, file, self.image))
         self._unsaved = False
 

@@ -1,14 +1,13 @@
 """What a verdict is about: one rehearsal, and one line of what came of it."""
 
 import datetime
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 
-from rehearsal.holdings import RECOVERY, Holdings
+from rehearsal.description import Description
+from rehearsal.holdings import Holdings
 from rehearsal.modes import REJECTED, UPDATED, Mode
 from rehearsal.record import Record
 from rehearsal.source import Source
-
-NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
 
 
 @dataclass(frozen=True)
@@ -18,6 +17,7 @@ class Line:
     what: str
     now: str
     promised: str
+    paths: tuple[str, ...] = ()  # of the instrument, that it is about
 
     @property
     def ok(self) -> bool:
@@ -29,17 +29,28 @@ class Case:
     """What was rehearsed, what had to come of it, and what did."""
 
     mode: Mode
-    outcome: str
+    outcome: str  # empty: whatever the scripts make of it, only the program is judged
     source: Source
     before: Holdings
     after: Holdings
     record: Record
     started: datetime.datetime  # in UTC
+    asked: str = ""  # the end that the user expects where the outcome is empty
+    unstartable: dict[str, str] = field(default_factory=dict)  # scripts that the program cannot start, and why
+
+    @property
+    def described(self) -> bool:
+        """Whether there is a description to judge the instrument by."""
+        return bool(self.outcome)
+
+    @property
+    def description(self) -> Description:
+        return self.before.description
 
     @property
     def target(self) -> str | None:
         """The version partition that has to be written, if any."""
-        return NEXT_VERSION.get(self.before.active) if self.outcome == UPDATED else None
+        return self.description.after(self.before.active) if self.outcome == UPDATED else None
 
     @property
     def overrides(self) -> bool:
@@ -52,10 +63,10 @@ class Case:
 
     @property
     def log(self) -> str:
-        """The log that has to tell what happened."""
+        """The log that has to tell what happened, without the first slash; empty if the description names none."""
+        logs = self.description.logs
         if self.mode.tour:
-            return "var/log/maintenance.log"
+            return logs.maintenance.lstrip("/")
         if self.mode.network:
-            return f"{RECOVERY}/update_files/update/update.log"
-        only_overrides = self.overrides and self.outcome != UPDATED
-        return f"media/usb0/update/{'update_override' if only_overrides else 'update'}.log"
+            return logs.download.lstrip("/")
+        return (logs.override if self.overrides and self.outcome != UPDATED else logs.update).lstrip("/")

@@ -28,25 +28,29 @@ def judge(case: Case) -> Iterator[Line]:
     yield Line("the run", run_text(case), "to its end")
     yield Line("scripts", scripts_text(expected, case.record.runs), all_ran(expected))
     yield Line("last word", last_word(case, wanted := promised_last_word(case)), wanted)
-    yield Line(case.log.rpartition("/")[2], log_text(case, expected), "a line of each script")
+    logs = case.log and case.description.logs.every_script
+    if logs:
+        yield Line(case.log.rpartition("/")[2], log_text(case, expected), "a line of each script", (case.log,))
     if not case.reboots:
-        yield Line("reason of the rejection", reason_text(case), "in the marker and in the log")
+        place = "in the marker and in the log" if logs else "in the marker"
+        yield Line("reason of the rejection", reason_text(case, place), place)
     reboots = {0: "none", 1: "one"}.get(case.after.reboots, str(case.after.reboots))
     yield Line("reboots", reboots, "one" if case.reboots else "none")
 
 
 def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     """The scripts that have to run, in order, with the exit codes they may end with; None is any."""
-    scripts: dict[str, set[str] | None] = dict.fromkeys(case.mode.scripts, {"0"})
+    scripts: dict[str, set[str] | None] = dict.fromkeys(filter(case.description.has, case.mode.scripts), {"0"})
     if case.outcome == UPDATED:
         # 1 the display is set like that already, 2 more than one override: the user then updates
         return {OVERRIDE_SCRIPT: {"1", "2"}, **scripts} if case.overrides else scripts
     if case.overrides:
         return {OVERRIDE_SCRIPT: {"0"} if case.outcome == OVERRIDDEN else None}
     rejecting = next((REJECTIONS[line] for line in case.record.lines if line in REJECTIONS), VERIFIED[1])
-    names = case.mode.scripts[: case.mode.scripts.index(rejecting) + 1]
+    names = [name for name in case.mode.scripts[: case.mode.scripts.index(rejecting) + 1] if case.description.has(name)]
     expected = {name: None if name in VERIFIED + UNZIPPED else {"0"} for name in names}
-    return {**expected, **dict.fromkeys((CLEANUP_SCRIPT, *REBOOTED), {"0"})} if case.mode.network else expected
+    after = filter(case.description.has, (CLEANUP_SCRIPT, *REBOOTED)) if case.mode.network else ()
+    return {**expected, **dict.fromkeys(after, {"0"})}
 
 
 def all_ran(expected: Collection[str]) -> str:
@@ -122,9 +126,9 @@ def log_text(case: Case, expected: Collection[str]) -> str:
     return f"no line of {shortened(silent)}" if silent else "a line of each script"
 
 
-def reason_text(case: Case) -> str:
-    reason = case.after.text("tmp/verifyFailed").strip()
-    if not reason:
+def reason_text(case: Case, promised: str) -> str:
+    if not case.after.marker:
         return "none in the marker"
-    missing = reason.splitlines()[-1] not in case.after.text(case.log)
-    return f"not in the log: {reason.splitlines()[-1]}" if missing else "in the marker and in the log"
+    reason = case.after.marker.splitlines()[-1]
+    missing = "log" in promised and reason not in case.after.text(case.log)
+    return f"not in the log: {reason}" if missing else promised

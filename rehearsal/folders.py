@@ -8,6 +8,8 @@ import shutil
 from collections.abc import Iterator
 from pathlib import Path
 
+from rehearsal.record import ScriptRun
+
 REHEARSALS = Path(__file__).resolve().parent.parent / "rehearsals"
 KEPT = 20  # of the folders that were named here, the newest
 STAMP = re.compile(r"-(\d{8}-\d{6})(?:-(\d+))?$")
@@ -42,6 +44,11 @@ def new_folder(mode: str, stick: str) -> Path:
         forget_old(REHEARSALS)
         return folder
     raise AssertionError("there is always another number")
+
+
+def output_name(number: int, script: ScriptRun) -> str:
+    """The file for what a script printed, the first of the rehearsal being number 1."""
+    return f"script-{number:02}-{script.name}.txt"
 
 
 def forget_old(rehearsals: Path) -> None:

@@ -24,6 +24,8 @@ from rehearsal.stage import (
 
 GATE_OPENS_WITHIN = 2.0  # seconds, whatever the screen shows
 SOON = 0.01
+OVERRIDES_BEGIN = "Implementing overrides..."
+REJECTIONS = ("Version Checking...FAILED", "Verifying Files...FAILED")
 REPEATED = 5  # starts of one script: the program has come into a loop
 LINES_KEPT = 20000
 READY = "BOARD Previously Flashed - Partition 2 already exists"
@@ -45,6 +47,7 @@ class Limits:
     silence: float  # without a console line, or a script's start or end
     whole: float
     after_finish: float  # between the program's last word and the reboot
+    after_rejection: float  # the same for an update that was turned down
 
 
 class Touching(Protocol):
@@ -74,6 +77,8 @@ class Follower:
         self._over = False
         self._at_gate: list[tuple[str, float]] = []  # scripts that wait to be let go on, since when
         self._step = ""  # the last that the program has announced
+        self._rejected = False
+        self._overrides = 0  # how often they were begun
 
     def follow(self) -> Record:
         """Comes back when the instrument has rebooted, or when nothing more is to come; then nothing runs any more."""
@@ -85,6 +90,9 @@ class Follower:
         finally:
             for event in self._stage.stop():
                 self._take(event)
+            for run in self.record.runs:
+                if run.ended is None:
+                    run.printed += self._stage.printed(run.name)
 
     def _turn(self) -> None:
         try:
@@ -152,6 +160,7 @@ class Follower:
         self._report.event("console", f"| {line}")
         if len(self.record.lines) < LINES_KEPT:
             self.record.lines.append(line)
+        self._overridden(line)
         percent = modes.PROGRESS.get(line)
         if percent is not None:
             self._album.enter(f"{percent} {line}")
@@ -164,7 +173,18 @@ class Follower:
             self._player.begin()
             self._expect_end(self._limits.whole, f"it did not end within {self._limits.whole:.0f} s")
         elif line == modes.FINISHED or line.startswith("FAIL - "):
-            self._expect_end(self._limits.after_finish, "")
+            self._expect_end(self._limits.after_rejection if self._rejected else self._limits.after_finish, "")
+
+    def _overridden(self, line: str) -> None:
+        """What the override script prints comes on the console, and the program prints nothing meanwhile."""
+        self._rejected = self._rejected or line in REJECTIONS
+        self._overrides += line == OVERRIDES_BEGIN
+        if self._overrides == REPEATED + 1:
+            self.record.fault = f"{modes.OVERRIDE_SCRIPT} is started again and again"
+        run = self.record.runs[-1] if self.record.runs else None
+        own = line == OVERRIDES_BEGIN or line in REJECTIONS or line.startswith(("Status set...", "ostat = "))
+        if run and run.name == modes.OVERRIDE_SCRIPT and run.ended is None and not own:
+            run.printed += f"{line}\n"
 
     def _expect_end(self, within: float, reason: str) -> None:
         """The program will say no more, unless it offers its buttons; a reboot may still come."""
@@ -175,6 +195,8 @@ class Follower:
         self._last_event = time.monotonic()
         run = next(run for run in reversed(self.record.runs) if run.name == event.name)
         run.ended, run.code = self._report.elapsed(), event.code
+        run.after = self._stage.holdings()
+        run.printed += self._stage.printed(event.name)
         self._report.event("script", f"{event.name} {ending(event)} ({run.ended - run.started:.3f} s)")
         if sum(run.name == event.name for run in self.record.runs) == REPEATED:
             self.record.fault = f"{event.name} runs again and again"

@@ -1,15 +1,16 @@
 """What an instrument holds, to be compared before and after."""
 
 import os
-from collections.abc import Sequence
+from collections.abc import Iterator, Sequence
 from typing import Protocol
 
+from rehearsal.description import Description
+from rehearsal.reader import ours
 from rehearsal.source import parse_manifest
 
-VERSIONS = ("1", "7", "8")
-RECOVERY = "mnt/recovery"
 NO_FILE, UNREADABLE = "no plain file", "unreadable"
-WATCHED = ("dev/mmcblk0*", "etc/pointercal", "etc/display-size", "home", "media", "mnt", "var/log")
+MARKER = "tmp/verifyFailed"  # its existence is a rejection
+PLACES = ("etc", "home", "media", "mnt", "srv", "var/lib", "var/log", MARKER)  # where scripts may change something
 
 
 class Contents(Protocol):
@@ -30,31 +31,76 @@ class Contents(Protocol):
 class Holdings:
     """The state of everything that lasts, taken when the object is made; contents are read when asked for."""
 
-    def __init__(self, contents: Contents, reboots: int):
+    def __init__(self, contents: Contents, reboots: int, description: Description | None = None):
         self._contents = contents
-        self.files = contents.marks(WATCHED)
-        self.active = self.text(f"{RECOVERY}/download/partition_c").strip()
-        self.manifests = {version: self.text(self.manifest_path(version)) for version in VERSIONS}
-        home = contents.link("home/tesk")
-        self.home = os.path.normpath(os.path.join("/home", home)) if home else ""
+        self.description = description or ours()
+        self.files = contents.marks(list(patterns(self.description)))
+        versions = self.description.versions
+        self.active = self.text(versions.active.lstrip("/")).strip() if versions.active else ""
+        self.manifests = {version: self.text(self.manifest_path(version)) for version in versions.ring}
+        self.marker = self.text(MARKER).strip() if MARKER in self.files else None  # the reason of a rejection
+        home = contents.link(versions.home.lstrip("/")) if versions.home else ""
+        self.home = os.path.normpath(os.path.join(os.path.dirname(versions.home), home)) if home else ""
         self.reboots = reboots  # that the instrument has gone through
 
-    @staticmethod
-    def manifest_path(version: str) -> str:
-        return f"{RECOVERY}/update_files/{version}manifest.txt"
+    def manifest_path(self, version: str) -> str:
+        return self.description.path_of(self.description.versions.manifest, version)
 
     def manifest(self, version: str) -> dict[str, str]:
         return parse_manifest(self.manifests[version])
 
     def read(self, path: str, length: int = -1) -> bytes:
         """The first bytes of a plain file, or all; nothing if there is none that can be read."""
-        return self._contents.read(path, length) or b""
+        return (self._contents.read(path, length) or b"") if path else b""
 
     def text(self, path: str) -> str:
         """A file's text; empty if there is none to read."""
         return self.read(path).decode(errors="replace")
 
-    def user_files(self, owner: str) -> dict[str, str]:
-        """The user files of a version, or the factory's, by their path below its directory."""
-        top = f"mnt/userdata/{owner}/"
+    def user_files(self, version: str) -> dict[str, str]:
+        """The user files of a version, by their path below its directory."""
+        return self.below(self.description.path_of(self.description.versions.user_files, version))
+
+    def factory_user_files(self) -> dict[str, str]:
+        """Those that a version starts with."""
+        return self.below(self.description.versions.factory_user_files.lstrip("/"))
+
+    def below(self, directory: str) -> dict[str, str]:
+        """The files below a directory, by their path in it."""
+        top = f"{directory}/"
         return {path.removeprefix(top): mark for path, mark in self.files.items() if path.startswith(top)}
+
+    def real(self, path: str) -> str:
+        """Where a full path leads if the user's directory is a link, without the first slash."""
+        home = self.description.versions.home
+        if self.home and path.startswith(f"{home}/"):
+            path = self.home + path.removeprefix(home)
+        return path.lstrip("/")
+
+    def known_as(self, path: str) -> str:
+        """The full path by which the user of the instrument knows a file."""
+        path = f"/{path}"
+        if self.home and path.startswith(f"{self.home}/"):
+            return self.description.versions.home + path.removeprefix(self.home)
+        return path
+
+
+def patterns(description: Description) -> Iterator[str]:
+    """Where to look: all that the description names, and where scripts may leave something besides."""
+    yield from (f"dev/{device}" for device in description.partitions)
+    yield from PLACES
+    versions, update, logs = description.versions, description.update, description.logs
+    named = (
+        versions.active,
+        versions.manifest,
+        versions.user_files,
+        versions.factory_user_files,
+        versions.home,
+        update.overrides,
+        update.unpacked,
+        *description.survives.files,
+        logs.update,
+        logs.download,
+    )
+    paths = {path.lstrip("/").replace("{version}", "*") for path in named if path}
+    yield from sorted(path for path in paths if not path.startswith(tuple(f"{place}/" for place in PLACES)))

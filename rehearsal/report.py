@@ -1,35 +1,50 @@
 """What a rehearsal says while it runs: on standard output and in a file of its folder."""
 
 import time
+from dataclasses import dataclass
 from pathlib import Path
 
 from rehearsal.case import Line
 from rehearsal.folders import naming
+from rehearsal.plain import plain
 
 BAR = 40  # characters
+EVENTS_KEPT = 20000
+
+
+@dataclass(frozen=True)
+class Event:
+    at: float  # seconds since the program was started
+    kind: str
+    text: str
 
 
 class Report:
     def __init__(self, file: Path):
+        self.events: list[Event] = []
         self._path = file
         self._file = file.open("wb", buffering=0)  # nothing is left to be written at the end
-        self._started = time.monotonic()
+        self.started = time.monotonic()
 
     def start_clock(self) -> None:
         """Times are told from here on."""
-        self._started = time.monotonic()
+        self.started = time.monotonic()
 
     def elapsed(self) -> float:
-        return time.monotonic() - self._started
+        return time.monotonic() - self.started
 
     def say(self, text: str = "") -> None:
+        text = plain(text)
         with naming("standard output"):
             print(text, flush=True)
         with naming(self._path):
             self._file.write(text.encode(errors="replace") + b"\n")
 
     def event(self, kind: str, text: str) -> None:
-        self.say(f"{self.elapsed():9.3f}  {kind:<7} {text}")
+        at = self.elapsed()
+        if len(self.events) < EVENTS_KEPT:
+            self.events.append(Event(at, kind, text))
+        self.say(f"{at:9.3f}  {kind:<7} {text}")
 
     def bar(self, percent: int) -> None:
         full = BAR * percent // 100

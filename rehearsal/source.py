@@ -4,10 +4,13 @@ Read from the original, which the instrument never sees, so what a script does t
 """
 
 import hashlib
+import math
 import zipfile
 from pathlib import Path
 
-IMAGES = ("u-boot.img", "kernel.img", "recovery-kernel.img", "recoveryfs.img", "rootfs.img")
+from rehearsal.description import Description
+from rehearsal.reader import ours
+
 PROGRAM_BOOTLOADER = "V4.05.00"
 
 
@@ -19,8 +22,9 @@ def parse_manifest(text: str) -> dict[str, str]:
 class Source:
     """The files of an update: a directory that holds "update", or an archive of that directory's files."""
 
-    def __init__(self, path: Path):
+    def __init__(self, path: Path, description: Description | None = None):
         self.path = path
+        self._description = description or ours()
 
     def read(self, name: str) -> bytes | None:
         """A file of the update; None if there is none, or if the archive is damaged."""
@@ -34,22 +38,31 @@ class Source:
             return None
 
     def manifest(self) -> dict[str, str]:
-        return parse_manifest((self.read("manifest.txt") or b"").decode(errors="replace"))
+        name = self._description.update.manifest
+        return parse_manifest(((self.read(name) if name else None) or b"").decode(errors="replace"))
 
     def flaw(self) -> str:
         """Why an instrument has to reject this update; empty if it has no reason to."""
-        bootloader = self.manifest().get("image_bootloader_version", "")
-        if bootloader != PROGRAM_BOOTLOADER:
+        update = self._description.update
+        bootloader = self.manifest().get(update.bootloader_key, "")
+        if update.bootloader_key and bootloader != PROGRAM_BOOTLOADER:
             return f'it is for bootloader "{bootloader}", not {PROGRAM_BOOTLOADER}'
         listed = self._listed_sums()
-        optional = ("post-update.sh",) if self.read("post-update.sh") is not None else ()
-        for name in ("manifest.txt", *IMAGES, *optional):
+        brought = [name for name in update.more if self.read(name) is not None]
+        for name in filter(None, (update.manifest, *self._description.images, *brought)):
             content = self.read(name)
             if not content:
                 return f"{name} is missing"
-            if listed.get(name) != hashlib.sha256(content).hexdigest():
+            if update.sums and listed.get(name) != hashlib.sha256(content).hexdigest():
                 return f"{name} has not the sum listed for it"
+            if len(content) > self.room_for(name):
+                return f"{name} does not fit: {len(content)} bytes, {self.room_for(name)} in its partition"
         return ""
+
+    def room_for(self, name: str) -> float:
+        """How many bytes the smallest partition has that a file of the update goes to."""
+        slots = self._description.images.get(name, {})
+        return min((self._description.partitions[device].size for device in slots), default=math.inf)
 
     def overrides(self) -> dict[str, bytes]:
         """The files of the OVERRIDE directory by name, without their sums."""
@@ -58,10 +71,11 @@ class Source:
         return {
             file.name: file.read_bytes()
             for file in files
-            if file.is_file() and not file.is_symlink() and file.name != "sha256sums.txt"
+            if file.is_file() and not file.is_symlink() and file.name != self._description.update.sums
         }
 
     def _listed_sums(self) -> dict[str, str]:
-        text = (self.read("sha256sums.txt") or b"").decode(errors="replace")
+        sums = self._description.update.sums
+        text = ((self.read(sums) if sums else None) or b"").decode(errors="replace")
         rows = (line.split(None, 1) for line in text.splitlines())
         return {row[1].strip().lstrip("*"): row[0].lower() for row in rows if len(row) == 2}

@@ -12,8 +12,10 @@ from pathlib import Path
 
 from PIL.Image import Image
 
+from rehearsal.description import Description
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Leash
+from rehearsal.reader import ours
 
 
 class StageError(Exception):
@@ -80,6 +82,7 @@ class Scene:
     blank: bool = False  # the board was never flashed
     scripts: Path | None = None  # what becomes /etc/update instead of our own
     files: dict[str, str] = field(default_factory=dict)  # texts besides, by their paths without the first slash
+    trace: bool = False  # shell scripts print what they do
 
 
 @dataclass(frozen=True)
@@ -92,6 +95,7 @@ class Setting:
     by_hand: bool  # a person touches the screen, which therefore has to be a window
     leash: Leash  # for every process in which the program runs
     screen_leash: Leash  # for every process in which the screen runs, if that is another
+    description: Description = field(default_factory=ours)  # of the instrument
 
 
 class Stage(ABC):
@@ -162,6 +166,16 @@ class Stage(ABC):
     @abstractmethod
     def holdings(self) -> Holdings:
         """What the instrument holds that lasts, as it is now. May take a while."""
+
+    def printed(self, name: str) -> str:
+        """What a script has printed in the run that ended last, or that still goes on; empty where a stage cannot
+        tell. Each run is asked for once."""
+        return ""
+
+    def keep(self, folder: Path) -> str:
+        """Leaves the instrument, once stopped, in a folder that is not there yet; gives the command that opens a
+        shell on it."""
+        raise StageError("this stage cannot keep its instrument")
 
     @abstractmethod
     def stop(self) -> list[Event]:

@@ -40,6 +40,8 @@ MIDDLES = {
     "warning: Reject": ((596, 434), (764, 545), (956, 730)),
 }
 
+CHANGES_VERSION = "change of version"
+
 
 @dataclass(frozen=True)
 class Stop:
@@ -52,20 +54,14 @@ class Stop:
     says: str = ""  # a console line begins like this
     same_as: str = ""  # the left of the screen looks as at this earlier stop
     act: str = ""  # what the verdict calls it; without one it must not change anything
-    does: tuple[str, ...] = ()  # what has changed on the instrument then
+    does: str = ""  # what it changes: a key of [maintenance] in a description, or CHANGES_VERSION
 
 
-def reset(button: str, name: str, accepted: tuple[str, ...] | None) -> tuple[Stop, ...]:
-    """A reset that is accepted, with what it removes, or rejected."""
+def reset(button: str, name: str, does: str = "") -> tuple[Stop, ...]:
+    """A reset that is accepted, or rejected if there is nothing that it does."""
     answer = Stop("warning: Reject", f"menu after {name} reset rejected", back_to="menu", act=f"{name} reset, rejected")
-    if accepted is not None:
-        answer = Stop(
-            "warning: Accept",
-            f"menu after {name} reset",
-            back_to="menu",
-            act=f"{name} reset",
-            does=tuple(f"{path} is gone" for path in accepted),
-        )
+    if does:
+        answer = Stop("warning: Accept", f"menu after {name} reset", back_to="menu", act=f"{name} reset", does=does)
     return (
         Stop(button, f"reset {name}", opens="Dialog"),
         Stop("reset: Reset", f"{name} reset warning", opens="Dialog"),
@@ -97,18 +93,16 @@ MENU_AGAIN = (
 RESETS = (
     Stop("menu: Reset Local/Remote", "reset local/remote", opens="Dialog"),
     Stop("reset: Done", "menu after done", back_to="menu"),
-    *reset("menu: Reset Local/Remote", "local/remote", None),
-    *reset("menu: Reset Local/Remote", "local/remote", ("mnt/userdata/1/cfg/teskuihost.conf",)),
-    *reset("menu: Reset Touch Screen", "touch", ("etc/pointercal",)),
-    *reset("menu: Reset Display", "display", ("mnt/userdata/1/display/detected.conf",
-                                              "mnt/userdata/1/display/panel.conf")),
-    *reset("menu: Reset All", "system", None),
+    *reset("menu: Reset Local/Remote", "local/remote"),
+    *reset("menu: Reset Local/Remote", "local/remote", "local_remote_reset"),
+    *reset("menu: Reset Touch Screen", "touch", "touch_reset"),
+    *reset("menu: Reset Display", "display", "display_reset"),
+    *reset("menu: Reset All", "system"),
 )
 EXPORT = (
     Stop("menu: Export Data", "export", opens="Dialog"),
     Stop("", "export stick found", says="checkState time = 6 - 1 - 1"),
-    Stop("export: Export Data", "exported", says="Export file code = ", act="export",
-         does=("media/usb0/*.tgz is new",)),
+    Stop("export: Export Data", "exported", says="Export file code = ", act="export", does="export"),
     Stop("export: Done", "menu after export", back_to="menu"),
 )
 CHANGE = (
@@ -120,18 +114,14 @@ CHANGES = (
     *CHANGE,
     Stop("warning: Reject", "menu after change rejected", back_to="menu", act="version change, rejected"),
     *CHANGE,
-    Stop("warning: Accept", "rebooting", opens="Dialog", act="version change",
-         does=("home/tesk is changed", "mnt/recovery/download/partition_c is changed")),
+    Stop("warning: Accept", "rebooting", opens="Dialog", act="version change", does=CHANGES_VERSION),
 )
 
 TOOLS = LOOKING + RESETS + MENU_AGAIN + EXPORT + CHANGES
 SETTINGS = (
     Stop("main: Support Tools", "menu", opens="Form"),
-    *reset("menu: Reset All", "system", None)[:-1],
-    Stop("warning: Accept", "rebooting", opens="Dialog", act="system reset",
-         does=("etc/pointercal is gone", "mnt/userdata/1/cfg/channels.conf is gone",
-               "mnt/userdata/1/cfg/recipe is gone", "mnt/userdata/1/cfg/service.conf is gone",
-               "mnt/userdata/1/cfg/teskuihost.conf is gone")),
+    *reset("menu: Reset All", "system")[:-1],
+    Stop("warning: Accept", "rebooting", opens="Dialog", act="system reset", does="system_reset"),
 )
 # fmt: on
 SETTINGS_SCRIPTS = ("RemoveFilesUsingBackupFileList.sh",)

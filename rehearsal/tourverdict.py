@@ -10,19 +10,30 @@ from collections.abc import Collection, Iterator
 
 from rehearsal import course
 from rehearsal.case import Case, Line
-from rehearsal.holdings import VERSIONS, Holdings
+from rehearsal.holdings import Holdings
 from rehearsal.record import ScriptRun
 from rehearsal.tour import Visit
-from rehearsal.tourscreens import UPDATE_LOG
+from rehearsal.tourscreens import CHANGES_VERSION, Stop
+from rehearsal.verdict import named
 
 NOTHING = "nothing has changed"
-EXPORTED = re.compile(r"media/usb0/[^/]*[.]tgz")
+EXPORTED, EXPORT_NAME = re.compile(r"media/usb0/[^/]*[.]tgz"), "media/usb0/*.tgz"
 
 
 def judge(case: Case, visits: list[Visit]) -> list[Line]:
     """The tour has gone as promised if all lines are ok."""
     parts = (course_of_tour, acts, archive, ending)
     return [line for part in parts for line in part(case, visits)]
+
+
+def program(case: Case, visits: list[Visit]) -> list[Line]:
+    """The program alone, whatever the scripts do: what it starts does not change with their results."""
+    ran = [run.name for run in case.record.runs]
+    wanted = [name for name in case.mode.scripts if name not in case.unstartable]
+    return [line for line in course_of_tour(case, visits) if line.what != "scripts"] + [
+        Line("order of the scripts", ", ".join(ran) or "none", ", ".join(wanted) or "none"),
+        Line("reboots", str(case.after.reboots), "1"),
+    ]
 
 
 def course_of_tour(case: Case, visits: list[Visit]) -> Iterator[Line]:
@@ -45,7 +56,7 @@ def scripts_text(expected: tuple[str, ...], runs: list[ScriptRun]) -> str:
 
 def acts(case: Case, visits: list[Visit]) -> Iterator[Line]:
     """What has changed at each stop that may change something, and at all others together."""
-    before, looking = case.before, []
+    before, looking = case.before, list[str]()
     reached = {}
     for visit in visits:
         after = visit.holdings or case.after
@@ -56,13 +67,28 @@ def acts(case: Case, visits: list[Visit]) -> Iterator[Line]:
             looking += [f"{change} at {visit.stop.shows}" for change in changed]
         before = after
     for stop in case.mode.tour:
-        if stop.act:
+        promised = promise(case, stop)
+        if stop.act and promised is not None:
             now = described(reached[stop.act]) if stop.act in reached else "not reached"
-            yield Line(stop.act, now, described(stop.does))
+            yield Line(stop.act, now, described(promised))
     yield Line("all other screens", described(looking), NOTHING)
     # what happens after the last stop that was reached is nobody's act
     rest = changes(before, case.after) if len(visits) < len(case.mode.tour) else ()
     yield Line("apart from the screens", described(rest), NOTHING)
+
+
+def promise(case: Case, stop: Stop) -> list[str] | None:
+    """What has to be changed at a stop; None where the description does not tell."""
+    told = case.description
+    if stop.does == "export":
+        return [f"{EXPORT_NAME} is new"]
+    if stop.does == CHANGES_VERSION:
+        paths = (told.versions.active, told.versions.home if told.versions.user_files else "")
+        return sorted(f"{path.lstrip('/')} is changed" for path in paths if path) if told.versions.active else None
+    if not stop.does:
+        return []
+    removed: tuple[str, ...] | None = getattr(told.maintenance, stop.does)
+    return None if removed is None else sorted(f"{case.before.real(path)} is gone" for path in removed)
 
 
 def changes(before: Holdings, after: Holdings) -> list[str]:
@@ -72,7 +98,7 @@ def changes(before: Holdings, after: Holdings) -> list[str]:
         for path in sorted(set(before.files) | set(after.files))
         if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")
     }
-    return [f"{'media/usb0/*.tgz' if EXPORTED.fullmatch(path) else path} {word}" for path, word in words.items()]
+    return [f"{EXPORT_NAME if EXPORTED.fullmatch(path) else path} {word}" for path, word in words.items()]
 
 
 def described(changed: Collection[str]) -> str:
@@ -82,11 +108,11 @@ def described(changed: Collection[str]) -> str:
 def archive(case: Case, visits: list[Visit]) -> Iterator[Line]:
     """The archive on the stick holds what the instrument held when it was asked for."""
     names = [visit.stop.act for visit in visits]
-    if all(stop.act != "export" for stop in case.mode.tour):
+    if case.description.maintenance.export is None or all(stop.does != "export" for stop in case.mode.tour):
         return
-    held = visits[names.index("export") - 1].holdings if "export" in names else None
+    held = visits[names.index("export") - 1].holdings if "export" in names else case.before
     wanted = exported(held or case.before)
-    promised = f"{len(wanted)} files as they were: logs, manifests, update log"
+    promised = f"{len(wanted)} files as they were: {', '.join(case.description.maintenance.export)}"
     new = [path for path in case.after.files if EXPORTED.fullmatch(path) and path not in case.before.files]
     now = f"{len(new)} archives"
     if len(new) == 1:
@@ -96,9 +122,12 @@ def archive(case: Case, visits: list[Visit]) -> Iterator[Line]:
 
 def exported(held: Holdings) -> dict[str, str]:
     """The sums of the files that an export has to hold."""
-    paths = [path for path in held.files if path.startswith("var/log/")]
-    paths += [Holdings.manifest_path(version) for version in VERSIONS] + [UPDATE_LOG]
-    return {path: held.files.get(path, "").rpartition(" ")[2] for path in paths}
+    tops = [path.lstrip("/") for path in held.description.maintenance.export or ()]
+    return {
+        path: mark.rpartition(" ")[2]
+        for path, mark in held.files.items()
+        if any(path == top or path.startswith(f"{top}/") for top in tops)
+    }
 
 
 def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:
@@ -118,7 +147,9 @@ def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:
 
 
 def ending(case: Case, _: list[Visit]) -> Iterator[Line]:
-    active = case.mode.tour_ends_with
-    yield Line("active partition", case.after.active or "none", active)
-    yield Line("/home/tesk", case.after.home or "no link", f"/mnt/userdata/{active}")
+    told, active = case.description.versions, case.mode.tour_ends_with or case.before.active
+    if told.active:
+        yield Line("active partition", named(case.after.active), named(active))
+    if told.home and told.user_files:
+        yield Line(told.home, case.after.home or "no link", f"/{case.description.path_of(told.user_files, active)}")
     yield Line("reboots", {0: "none", 1: "one"}.get(case.after.reboots, str(case.after.reboots)), "one")

@@ -1,40 +1,17 @@
-"""The verdict of a rehearsal: line by line what the instrument holds now, and what the mode promises."""
+"""The verdict of an update: line by line what the instrument holds now, and what its description promises."""
 
 import datetime
 import os
 from collections.abc import Iterator
-from dataclasses import dataclass
 
 from rehearsal import course
 from rehearsal.case import Case, Line
-from rehearsal.holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS
+from rehearsal.deeds import is_log
+from rehearsal.description import on_screen, short
+from rehearsal.holdings import MARKER, NO_FILE, UNREADABLE
 from rehearsal.modes import OVERRIDDEN, UPDATED
 
-
-@dataclass(frozen=True)
-class Slot:
-    name: str  # of the device, after "mmcblk0"
-    holds: str
-    image: str  # of the update that goes there
-    version: str = ""  # the version partition it belongs to; none if all share it
-
-
-SLOTS = (
-    Slot("boot0", "U-Boot", "u-boot.img"),
-    Slot("boot1", "U-Boot, second copy", "u-boot.img"),
-    Slot("p3", "recovery kernel", "recovery-kernel.img"),
-    Slot("p2", "recovery file system", "recoveryfs.img"),
-    Slot("p4", "kernel of 1", "kernel.img", "1"),
-    Slot("p1", "root file system of 1", "rootfs.img", "1"),
-    Slot("p5", "kernel of 7", "kernel.img", "7"),
-    Slot("p7", "root file system of 7", "rootfs.img", "7"),
-    Slot("p6", "kernel of 8", "kernel.img", "8"),
-    Slot("p8", "root file system of 8", "rootfs.img", "8"),
-)
-
 AS_BEFORE = "as before"
-# What may be left behind by an update that was turned down: logs, and what is left of a download.
-DOWNLOAD = (f"{RECOVERY}/download/update.zip", f"{RECOVERY}/update_files/update/")
 
 
 def judge(case: Case) -> list[Line]:
@@ -44,15 +21,24 @@ def judge(case: Case) -> list[Line]:
 
 
 def slots(case: Case) -> Iterator[Line]:
-    for slot in SLOTS:
-        path = f"dev/mmcblk0{slot.name}"
-        image = slot.image if case.target and slot.version in ("", case.target) else None
+    """Each image is in its partitions, and no other partition has changed."""
+    description = case.description
+    written = description.slots_of(case.target or "") if case.outcome == UPDATED else {}
+    for device in description.partitions:
+        path = f"dev/{device}"
+        image = written.get(device)
         if image or path in case.before.files:
-            yield Line(f"{slot.name:<6}{slot.holds}", slot_text(case, path, image), image or AS_BEFORE)
+            yield Line(
+                f"{short(device):<6}{description.what_is(device)}".rstrip(),
+                slot_text(case, device, image),
+                image or AS_BEFORE,
+                (path,),
+            )
 
 
-def slot_text(case: Case, path: str, image: str | None) -> str:
-    """What a slot holds: an image, if it begins with it."""
+def slot_text(case: Case, device: str, image: str | None) -> str:
+    """What a partition holds: an image, if it begins with it."""
+    path = f"dev/{device}"
     if path not in case.after.files:
         return "missing"
     mark = case.after.files[path]
@@ -60,9 +46,13 @@ def slot_text(case: Case, path: str, image: str | None) -> str:
         return "no partition any more"
     if UNREADABLE in mark:
         return UNREADABLE
-    payload = image and case.source.read(image)
-    start = case.after.read(path, len(payload)) if payload else b""
-    if image and payload and start == payload:
+    payload = case.source.read(image) if image else None
+    size = case.description.partitions[device].size
+    if payload and len(payload) > size:
+        return f"{image} does not fit: {len(payload)} bytes, {size} in the partition"
+    if len(case.after.read(path, size + 1)) > size:
+        return f"more than its {size} bytes"
+    if payload and image and (start := case.after.read(path, len(payload))) == payload:
         return image
     if mark == case.before.files.get(path):
         return AS_BEFORE
@@ -72,22 +62,29 @@ def slot_text(case: Case, path: str, image: str | None) -> str:
 
 
 def versions(case: Case) -> Iterator[Line]:
-    yield Line("active partition", case.after.active or "none", case.target or case.before.active or "none")
-    for version in VERSIONS:
-        yield manifest_line(case, version)
-    for version in VERSIONS:
-        yield user_files_line(case, version)
+    told = case.description.versions
+    if told.active:
+        active = case.target or case.before.active
+        yield Line("active partition", named(case.after.active), named(active), (told.active.lstrip("/"),))
+    if told.manifest and case.description.update.manifest:
+        yield from (manifest_line(case, version) for version in told.ring)
+    if told.user_files:
+        yield from (line for version in told.ring if (line := user_files_line(case, version)))
+
+
+def named(version: str) -> str:
+    return on_screen(version) if version else "none"
 
 
 def manifest_line(case: Case, version: str) -> Line:
-    what = f"manifest of {version}"
+    what, path = f"manifest of {on_screen(version)}", case.after.manifest_path(version)
     if version == case.target:
         promised = describe(case.source.manifest(), "now")
         values = case.after.manifest(version)
         now = describe(values, installed(case, values)) if case.after.manifests[version] else "missing"
-        return Line(what, now, promised)
+        return Line(what, now, promised, (path,))
     before, after = case.before.manifests[version], case.after.manifests[version]
-    return Line(what, AS_BEFORE if before == after else "changed" if after else "lost", AS_BEFORE)
+    return Line(what, AS_BEFORE if before == after else "changed" if after else "lost", AS_BEFORE, (path,))
 
 
 def describe(manifest: dict[str, str], when: str) -> str:
@@ -111,30 +108,53 @@ def installed(case: Case, manifest: dict[str, str]) -> str:
     return text
 
 
-def user_files_line(case: Case, version: str) -> Line:
+def user_files_line(case: Case, version: str) -> Line | None:
+    """None where nothing tells which user files the version has to have."""
     promised, owner = case.before.user_files(version), AS_BEFORE
     if version == case.target:
-        origin = case.before.active if case.mode.keeps_user_files else "factory"
-        promised, owner = case.before.user_files(origin), f"those of {origin}"
+        if case.mode.keeps_user_files and case.before.active:
+            promised, owner = case.before.user_files(case.before.active), f"those of {on_screen(case.before.active)}"
+        elif case.description.versions.factory_user_files:
+            promised, owner = case.before.factory_user_files(), "those of the factory"
+        else:
+            return None
     now = case.after.user_files(version)
-    faults = [f"{path} is lost" for path in promised if path not in now]
-    faults += [f"{path} differs" for path in promised if path in now and now[path] != promised[path]]
-    faults += [f"{path} does not belong there" for path in now if path not in promised]
-    return Line(f"user files of {version}", course.shortened(faults) or owner, owner)
+    faults = {path: "is lost" for path in promised if path not in now}
+    faults |= {path: "differs" for path in promised if path in now and now[path] != promised[path]}
+    faults |= {path: "does not belong there" for path in now if path not in promised}
+    top = case.description.path_of(case.description.versions.user_files, version)
+    return Line(
+        f"user files of {on_screen(version)}",
+        course.shortened([f"{path} {fault}" for path, fault in faults.items()]) or owner,
+        owner,
+        tuple(f"{top}/{path}" for path in faults),
+    )
 
 
 def settings(case: Case) -> Iterator[Line]:
-    active = case.target or case.before.active
-    home = f"/mnt/userdata/{active}" if case.reboots and active else case.before.home
-    yield Line("/home/tesk", case.after.home or "no link", home)
-    yield Line("touch calibration", compared(case, "etc/pointercal"), AS_BEFORE)
-    if case.outcome != OVERRIDDEN:
-        yield Line("display setting", compared(case, "etc/display-size"), AS_BEFORE)
-        return
-    for name, content in case.source.overrides().items():
-        setting = case.after.text("etc/display-size")
-        holds = setting == content.decode(errors="replace")
-        yield Line("display setting", name if holds else compared(case, "etc/display-size"), name)
+    told = case.description.versions
+    if told.home and told.user_files:
+        active = case.target or case.before.active
+        home = f"/{case.description.path_of(told.user_files, active)}" if case.reboots and active else case.before.home
+        yield Line(told.home, case.after.home or "no link", home, (told.home.lstrip("/"),))
+    setting = case.description.update.overrides
+    for file in case.description.survives.files:
+        if case.outcome != OVERRIDDEN or file != setting:
+            yield from survivor_lines(case, file)
+    if case.outcome == OVERRIDDEN and setting:
+        for name, content in case.source.overrides().items():
+            holds = case.after.text(setting.lstrip("/")) == content.decode(errors="replace")
+            yield Line(setting, name if holds else compared(case, setting.lstrip("/")), name, (setting.lstrip("/"),))
+
+
+def survivor_lines(case: Case, file: str) -> Iterator[Line]:
+    """A file that has to be as it was, or a directory of such."""
+    path = case.before.real(file)
+    both = case.before.files | case.after.files
+    paths = sorted(one for one in both if one == path or one.startswith(f"{path}/"))
+    faults = [f"{one} {now}" for one in paths if (now := compared(case, one)) != AS_BEFORE]
+    text = compared(case, path) if paths == [path] else course.shortened(faults) or AS_BEFORE
+    yield Line(file, text, AS_BEFORE, tuple(one for one in paths if compared(case, one) != AS_BEFORE))
 
 
 def compared(case: Case, path: str) -> str:
@@ -146,14 +166,32 @@ def leftovers(case: Case) -> Iterator[Line]:
     """An update that is not installed leaves nothing, and a rejected download is removed."""
     if case.outcome == UPDATED:
         return
-    allowed = (*DOWNLOAD, "home/tesk", *(["etc/display-size"] if case.outcome == OVERRIDDEN else []))
+    told = case.description
+    unpacked = f"{told.update.unpacked.lstrip('/')}/"
+    download = tuple(path for path in (told.update.download.lstrip("/"), unpacked) if len(path) > 1)
+    allowed = (
+        *download,
+        MARKER,
+        *([told.versions.home.lstrip("/")] if told.versions.home else []),
+        *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []),
+    )
     paths = sorted(set(case.before.files) | set(case.after.files))
     changed = [
         path
         for path in paths
-        if compared(case, path) != AS_BEFORE and not path.startswith(allowed) and not path.endswith(".log")
+        if compared(case, path) != AS_BEFORE and not path.startswith(allowed) and not is_log(path)
     ]
-    yield Line("everything else", course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE, AS_BEFORE)
-    if case.mode.network:
-        rest = [path for path in case.after.files if path.startswith(DOWNLOAD) and not path.endswith(".log")]
-        yield Line("rejected download", course.shortened([f"{path} is left" for path in rest]) or "removed", "removed")
+    yield Line(
+        "everything else",
+        course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE,
+        AS_BEFORE,
+        tuple(changed),
+    )
+    if case.mode.network and download:
+        rest = [path for path in case.after.files if path.startswith(download) and not path.endswith(".log")]
+        yield Line(
+            "rejected download",
+            course.shortened([f"{path} is left" for path in rest]) or "removed",
+            "removed",
+            tuple(rest),
+        )

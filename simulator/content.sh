@@ -1,5 +1,5 @@
 # Sourced by the commands that make instruments, sticks and archives: what their files hold.
-# shellcheck shell=sh
+# shellcheck shell=sh disable=SC2154 # $here is theirs, and the description gives the rest
 
 # Writes SIZE bytes of the image NAME of a firmware version: numbered lines, so that no two images and
 # no two places in one are alike, and every run makes the same.
@@ -7,17 +7,34 @@ image() {
     seq -f "$1 of firmware $2, line %.0f" "$3" | head -c "$3"
 }
 
-# Prints a version's manifest: core_version, core_build, core_build_date, image_bootloader_version.
-manifest() {
-    printf 'core_version=%s\ncore_build=%s\ncore_build_date=%s\nimage_bootloader_version=%s\n' "$@"
+# Takes FILE as the description of the instrument, in place of our own.
+use_description() {
+    INSTRUMENT_DESCRIPTION=$(realpath -- "$1")
+    export INSTRUMENT_DESCRIPTION
 }
 
-# The images of an update and their sizes; each is smaller than its slot, and none ends on a whole block.
-update_images='u-boot.img:300007
-kernel.img:800011
-recovery-kernel.img:700001
-recoveryfs.img:1500007
-rootfs.img:3000017'
+# Sets the variables that simulator/describe knows.
+read_description() {
+    values=$("$here/describe" paths)
+    eval "$values"
+}
+
+# Prints a version's manifest: core_version, core_build, core_build_date, and the bootloader's version.
+manifest() {
+    printf "core_version=%s\ncore_build=%s\ncore_build_date=%s\n${bootloader_key:-image_bootloader_version}=%s\n" "$@"
+}
+
+# How many bytes a file has that takes so many parts of a partition: of a large one only the front is used.
+part_of() {
+    bytes=$1
+    [ "$bytes" -le 4194304 ] || bytes=4194304
+    echo $((bytes * $2 / $3))
+}
+
+# One of an update's images: this one, or the first if it has none of that name.
+one_image() {
+    "$here/describe" images | awk -v name="$1" 'NR == 1 || $1 == name { found = $1 } END { print found }'
+}
 
 # The display sizes an instrument knows: 7 and 10 inches.
 display_setting() {
@@ -64,7 +81,7 @@ TEXT
 # Writes the list of sums of all files of a directory beside them.
 list_sums() {
     sums=$(cd "$1" && sha256sum -- *)
-    printf '%s\n' "$sums" >"$1/sha256sums.txt"
+    printf '%s\n' "$sums" >"$1/${update_sums:-sha256sums.txt}"
 }
 
 # Makes the files of an update to a firmware version in a directory; KIND is what is bad about them.
@@ -74,20 +91,23 @@ make_update() {
     [ "$kind" != wrongbootloader ] || bootloader=V3.01.00
 
     mkdir -p "$directory"
-    manifest "$version" "$build" "$date" "$bootloader" >"$directory/manifest.txt"
-    for entry in $update_images; do
-        image "${entry%:*}" "$version" "${entry#*:}" >"$directory/${entry%:*}"
+    read_description
+    [ -z "$update_manifest" ] || manifest "$version" "$build" "$date" "$bootloader" >"$directory/$update_manifest"
+    "$here/describe" images | while read -r name bytes; do
+        image "$name" "$version" $(($(part_of "$bytes" 5 8) + 17)) >"$directory/$name"
     done
-    cat >"$directory/post-update.sh" <<TEXT
+    for name in $update_more; do
+        cat >"$directory/$name" <<TEXT
 #!/bin/sh
 # Runs on the instrument after the images have been written.
 echo "firmware $version for version partition \$TARGET_PARTITION" >>/var/log/post-update.log
 TEXT
-    list_sums "$directory"
+    done
+    [ -z "$update_sums" ] || list_sums "$directory"
 
     case $kind in
-    badsum) printf 'X' | dd of="$directory/kernel.img" bs=1 seek=400000 conv=notrunc status=none ;;
-    missingfile) rm "$directory/recoveryfs.img" ;;
+    badsum) printf 'X' | dd of="$directory/$(one_image kernel.img)" bs=1 seek=9999 conv=notrunc status=none ;;
+    missingfile) rm "$directory/$(one_image recoveryfs.img)" ;;
     esac
 }
 

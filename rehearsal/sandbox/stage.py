@@ -12,7 +12,7 @@ from PIL.Image import Image
 from rehearsal.holdings import Holdings
 from rehearsal.leash import ENDS_WITHIN, Leash
 from rehearsal.lines import Lines
-from rehearsal.sandbox.instrument import GATE, JOURNAL, Instrument, Tools
+from rehearsal.sandbox.instrument import GATE, JOURNAL, SIMULATOR, Instrument, Tools
 from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 from rehearsal.sandbox.xserver import XServer
 from rehearsal.stage import (
@@ -123,10 +123,12 @@ class SandboxStage(Stage):
         self._run: Run | None = None
 
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
-        self._tools.run("make-archive" if archive else "make-stick", *kind, path)
+        tool = "make-archive" if archive else "make-stick"
+        self._tools.run(tool, *kind, "--instrument", self._setting.description.file, path)
 
     def prepare(self, scene: Scene) -> list[str]:
-        self._instrument = Instrument(self._setting.scratch / "instrument", scene, self._tools)
+        place = self._setting.scratch / "instrument"
+        self._instrument = Instrument(place, scene, self._tools, self._setting.description)
         return self._instrument.unwatched
 
     def plug(self, stick: Path) -> None:
@@ -136,7 +138,9 @@ class SandboxStage(Stage):
         self._tools.run("unplug-stick", self._there.root)
 
     def download(self, archive: Path) -> None:
-        shutil.copy(archive, self._there.root / DOWNLOAD)
+        place = self._there.root / (self._setting.description.update.download or DOWNLOAD).lstrip("/")
+        place.parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(archive, place)
 
     def start(self, option: str | None, say: Callable[[str], None]) -> None:
         self._server = self._open_screen(say)
@@ -178,6 +182,14 @@ class SandboxStage(Stage):
 
     def holdings(self) -> Holdings:
         return self._there.holdings()
+
+    def printed(self, name: str) -> str:
+        return self._there.printed(name)
+
+    def keep(self, folder: Path) -> str:
+        self._there.restore_scripts()
+        shutil.move(self._there.root, folder)
+        return f"{SIMULATOR / 'sandbox'} {folder} sh"
 
     def stop(self) -> list[Event]:
         if self._run:

@@ -3,11 +3,15 @@
 import hashlib
 import os
 import stat
+import time
 from collections.abc import Sequence
 from pathlib import Path
 
+from rehearsal.description import Description
 from rehearsal.holdings import NO_FILE, UNREADABLE, Holdings
+from rehearsal.reader import ours
 
+CLOCK_STEP = 20_000_000  # nanoseconds in which two changes of a file may bear the same time
 REBOOTED = "run/rebooted"  # a line for each reboot
 
 
@@ -34,22 +38,38 @@ def files_below(path: Path) -> list[Path]:
         entries = sorted(path.iterdir())
     except PermissionError:
         return [path]
+    except FileNotFoundError:
+        return []  # it has just gone
     return [file for entry in entries for file in files_below(entry)]
 
 
 class Tree:
     """An instrument's files; what the instrument calls "/" is `root`."""
 
-    def __init__(self, root: Path):
+    def __init__(self, root: Path, description: Description | None = None):
         self.root = root
+        self.description = description or ours()
+        self._known: dict[Path, tuple[tuple[int, ...], str]] = {}  # marks, and the state that they are of
 
     def marks(self, patterns: Sequence[str]) -> dict[str, str]:
-        return {
-            str(file.relative_to(self.root)): fingerprint(file)
-            for pattern in patterns
-            for top in self.root.glob(pattern)
-            for file in files_below(top)
-        }
+        files = {file for pattern in patterns for top in self.root.glob(pattern) for file in files_below(top)}
+        marks = {str(file.relative_to(self.root)): self._mark(file) for file in sorted(files)}
+        return {path: mark for path, mark in marks.items() if mark}
+
+    def _mark(self, file: Path) -> str:
+        """The mark of a file, taken anew only where it may have changed; empty if it has just gone."""
+        try:
+            now = file.lstat()
+            state = (now.st_dev, now.st_ino, now.st_size, now.st_mode, now.st_mtime_ns, now.st_ctime_ns)
+            known = self._known.get(file)
+            if known and known[0] == state:
+                return known[1]
+            mark = fingerprint(file)
+        except FileNotFoundError:
+            return ""
+        if now.st_ctime_ns < time.time_ns() - CLOCK_STEP:  # later changes will be seen in its time
+            self._known[file] = (state, mark)
+        return mark
 
     def read(self, path: str, length: int = -1) -> bytes | None:
         file = self.root / path
@@ -69,4 +89,4 @@ class Tree:
         return len((self.read(REBOOTED) or b"").splitlines())
 
     def holdings(self) -> Holdings:
-        return Holdings(self, self.reboots())
+        return Holdings(self, self.reboots(), self.description)

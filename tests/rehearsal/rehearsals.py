@@ -14,6 +14,7 @@ from pathlib import Path
 REPOSITORY = Path(__file__).resolve().parents[2]
 SIMULATOR = REPOSITORY / "simulator"
 SCRIPTS = SIMULATOR / "scripts"
+OURS = ("--instrument", SIMULATOR / "instrument.toml")  # has scripts judged as our own are
 REHEARSAL = REPOSITORY / "rehearsal"
 PROGRAM = os.environ.get("TESKUPDATER_PROGRAM", "")
 StrPath = str | os.PathLike[str]

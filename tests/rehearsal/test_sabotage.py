@@ -2,7 +2,7 @@
 
 import unittest
 
-from rehearsals import Rehearsal, Scripts
+from rehearsals import OURS, Rehearsal, Scripts
 
 LOG_IT = """
 log=/mnt/recovery/update_files/update/update.log
@@ -16,7 +16,7 @@ class Sabotage(unittest.TestCase):
 
     def rehearse(self, *options: str) -> Rehearsal:
         """The download is the quickest: it has every script, and needs no touch."""
-        return Rehearsal(self, "--mode", "network", "--scripts", self.scripts.directory, *options)
+        return Rehearsal(self, "--mode", "network", "--scripts", self.scripts.directory, *OURS, *options)
 
     def test_unspoilt(self) -> None:
         self.scripts.before_end("7-USB-rootfs.sh", ":")
@@ -115,11 +115,13 @@ class Sabotage(unittest.TestCase):
         self.scripts.replace(
             "99-USB-ubootDtbVersionCompatibilityCheck.sh", "echo no >/tmp/verifyFailed\n/sbin/reboot\n"
         )
-        Rehearsal(self, "--stick", "badsum", "--scripts", self.scripts.directory).assert_found_out("reboots", "one")
+        Rehearsal(self, "--stick", "badsum", "--scripts", self.scripts.directory, *OURS).assert_found_out(
+            "reboots", "one"
+        )
 
     def test_override_in_a_loop(self) -> None:
         self.scripts.replace("00-USB-installoverrides.sh", "exit 5")
-        Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory).assert_found_out(
+        Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory, *OURS).assert_found_out(
             "the run", "00-USB-installoverrides.sh runs again and again"
         )
 
@@ -127,8 +129,8 @@ class Sabotage(unittest.TestCase):
         self.scripts.replace(
             "00-USB-installoverrides.sh", "echo ${0##*/} >>/media/usb0/update/update_override.log\n/sbin/reboot &\n"
         )
-        Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory).assert_found_out(
-            "display setting", "as before"
+        Rehearsal(self, "--mode", "override", "--scripts", self.scripts.directory, *OURS).assert_found_out(
+            "/etc/display-size", "as before"
         )
 
     def test_other_files_are_seen(self) -> None:

@@ -60,7 +60,7 @@ class Follow(unittest.TestCase):
         album = album or FakeAlbum(stage)
         player = Player(stage, album, "800x480", ("USB",), lambda name, where: None)
         with contextlib.redirect_stdout(io.StringIO()) as self.said:
-            return Follower(stage, album, player, report, Limits(0.5, 20, 0.3)).follow()
+            return Follower(stage, album, player, report, Limits(0.5, 20, 0.3, 0.3)).follow()
 
     def test_to_the_reboot(self) -> None:
         stage = FakeStage()

@@ -3,7 +3,7 @@
 import hashlib
 import unittest
 
-from rehearsals import Rehearsal, Scripts
+from rehearsals import OURS, Rehearsal, Scripts
 
 LOG_PAGES = ["log", "log-page-down", "log-page-down-half", "log-page-up-half", "log-page-up", "log-bottom", "log-top"]
 SCREENS = {
@@ -79,7 +79,7 @@ class Sabotage(unittest.TestCase):
 
     def rehearse(self, name: str, text: str, mode: str = "tools") -> Rehearsal:
         self.scripts.replace(f"utility_scripts/{name}", text)
-        return Rehearsal(self, "--mode", mode, "--scripts", self.scripts.directory)
+        return Rehearsal(self, "--mode", mode, "--scripts", self.scripts.directory, *OURS)
 
     def test_export_writes_nothing(self) -> None:
         rehearsal = self.rehearse("ExportFiles.sh", "exit 0\n")
@@ -118,9 +118,12 @@ class Sabotage(unittest.TestCase):
 
     def test_script_missing(self) -> None:
         (self.scripts.directory / "utility_scripts/RemoveSingleFile.sh").unlink()
-        rehearsal = Rehearsal(self, "--mode", "tools", "--scripts", self.scripts.directory)
+        rehearsal = Rehearsal(self, "--mode", "tools", "--scripts", self.scripts.directory, *OURS)
         rehearsal.assert_found_out("touch reset", "nothing has changed")
-        self.assertIn("RemoveSingleFile.sh is missing on the instrument, or cannot be started.", rehearsal.output)
+        self.assertIn(
+            "\nVerdict: RemoveSingleFile.sh is missing: the program goes on as if it had done its work.\n",
+            rehearsal.output,
+        )
 
     def test_settings_stay(self) -> None:
         self.rehearse("RemoveFilesUsingBackupFileList.sh", "rm /etc/pointercal\n", "settings").assert_found_out(

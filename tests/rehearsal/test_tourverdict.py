@@ -75,6 +75,7 @@ class Archive(unittest.TestCase):
         self.assertEqual(
             sorted(self.wanted),
             [
+                "mnt/recovery/download/partition_c",
                 "mnt/recovery/update_files/1manifest.txt",
                 "mnt/recovery/update_files/7manifest.txt",
                 "mnt/recovery/update_files/8manifest.txt",

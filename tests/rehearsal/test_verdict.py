@@ -6,6 +6,7 @@ import unittest
 from collections.abc import Callable
 
 from handmade import LOG, MANIFEST, USB_SCRIPTS, Tree
+from rehearsal import verdict
 from rehearsal.record import Record, ScriptRun
 
 
@@ -124,6 +125,36 @@ class Updated(unittest.TestCase):
             },
         )
 
+    def test_numbers_of_versions(self) -> None:
+        """Documents and console say 7 where the screen says 2; the verdict says both."""
+        lines = {line.what: line.now for line in verdict.judge(self.tree.case())}
+        self.assertEqual(lines["active partition"], "7 (2 on the screen)")
+        for what in (
+            "manifest of 8 (3 on the screen)",
+            "user files of 1 (1 on the screen)",
+            "p5    kernel of 7 (2 on the screen)",
+        ):
+            self.assertIn(what, lines)
+
+    def test_larger_than_its_slot(self) -> None:
+        """On the instrument the end of such an image is lost."""
+        size = self.tree.before.description.partitions["mmcblk0p7"].size
+        for more, faults in (
+            (0, {}),
+            (1, {"p7 root file system of 7": f"rootfs.img does not fit: {size + 1} bytes, {size} in the partition"}),
+        ):
+            with self.subTest(more=more):
+                self.tree.write("../stick/update/rootfs.img", "x" * (size + more))
+                self.tree.write("dev/mmcblk0p7", "x" * (size + more))
+                self.assertEqual(self.tree.faults(), faults)
+
+    def test_written_beyond_its_slot(self) -> None:
+        size = self.tree.before.description.partitions["mmcblk0p7"].size
+        self.tree.write("dev/mmcblk0p7", "new rootfs.img" + "\0" * (size - 14))
+        self.assertEqual(self.tree.faults(), {})
+        self.tree.write("dev/mmcblk0p7", "new rootfs.img" + "\0" * (size - 13))
+        self.assert_only_fault("p7 root file system of 7", f"more than its {size} bytes")
+
     def test_user_file_permissions(self) -> None:
         (self.tree.root / "mnt/userdata/7/cfg/teskuihost.conf").chmod(0o600)
         self.assert_only_fault("user files of 7", "cfg/teskuihost.conf differs")
@@ -147,7 +178,7 @@ class Updated(unittest.TestCase):
         (self.tree.root / "etc/display-size").unlink()
         self.assertEqual(
             self.tree.faults(),
-            {"/home/tesk": "/mnt/userdata/1", "touch calibration": "changed", "display setting": "lost"},
+            {"/home/tesk": "/mnt/userdata/1", "/etc/pointercal": "changed", "/etc/display-size": "lost"},
         )
 
     def test_log(self) -> None:
@@ -248,7 +279,7 @@ class Overridden(unittest.TestCase):
 
     def test_not_installed(self) -> None:
         self.tree.write("etc/display-size", "7 inches")
-        self.assertEqual(self.tree.faults(), {"display setting": "as before"})
+        self.assertEqual(self.tree.faults(), {"/etc/display-size": "as before"})
 
     def test_exit_code(self) -> None:
         self.tree.record.runs[0].code = "1"

@@ -23,23 +23,29 @@ class Watcher(unittest.TestCase):
         self.scripts = self.top / "scripts"
         self.scripts.mkdir()
 
-    def make_instrument(self) -> Instrument:
+    def make_instrument(self, trace: bool = False) -> Instrument:
         leash = Leash()
         self.addCleanup(leash.close)
-        return Instrument(self.top / "instrument", Scene([NAME], scripts=self.scripts), Tools(self.top, leash))
+        scene = Scene([NAME], scripts=self.scripts, trace=trace)
+        return Instrument(self.top / "instrument", scene, Tools(self.top, leash))
 
-    def run_watched(self, script: str, *arguments: str) -> tuple[int, list[str]]:
+    def run_watched(
+        self, script: str, *arguments: str, streams: str = "", trace: bool = False
+    ) -> tuple[int, list[str]]:
         """How the script ends for the program, and what is reported meanwhile."""
         (self.scripts / NAME).write_text(script)
         (self.scripts / NAME).chmod(0o755)
-        instrument = self.make_instrument()
+        instrument = self.make_instrument(trace)
         self.assertEqual(instrument.unwatched, [])
         journal, gate = (os.open(instrument.root / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
         self.addCleanup(os.close, journal)
         self.addCleanup(os.close, gate)
         os.write(gate, b"g")
         # bwrap has its own way to tell of a signal; the number is what Python's subprocess shows
-        runner = "import subprocess, sys\n" f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]).returncode)"
+        runner = (
+            "import subprocess, sys\n"
+            f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]{streams}).returncode)"
+        )
         done = subprocess.run(
             [
                 SIMULATOR / "sandbox",
@@ -107,6 +113,57 @@ class Watcher(unittest.TestCase):
         os.set_blocking(gate, False)
         with self.assertRaises(BlockingIOError, msg="the script never asked"):
             os.read(gate, 1)
+
+    # as the program starts its scripts
+    NOWHERE = ", stdin=subprocess.PIPE, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL"
+
+    def printed(self, script: str, trace: bool = False) -> str:
+        shutil.rmtree(self.top / "instrument", ignore_errors=True)
+        code, _ = self.run_watched(script, streams=self.NOWHERE, trace=trace)
+        self.assertEqual(code, 0)
+        return self.instrument.printed(NAME)
+
+    def test_keeps_what_goes_nowhere(self) -> None:
+        self.assertEqual(self.printed("#!/bin/sh\necho one\necho two >&2\nprintf three\n"), "one\ntwo\nthree")
+        self.assertEqual(self.instrument.printed(NAME), "", "each run is told once")
+
+    def test_keeps_nothing_that_goes_elsewhere(self) -> None:
+        """The override script prints on the console."""
+        shutil.rmtree(self.top / "instrument", ignore_errors=True)
+        self.assertEqual(self.run_watched("#!/bin/sh\necho one\n", streams=", stdout=2")[0], 0)
+        self.assertEqual(self.instrument.printed(NAME), "")
+
+    def test_standard_input_is_the_program_s(self) -> None:
+        self.assertEqual(self.printed("#!/bin/sh\n[ -p /dev/stdin ] && echo a pipe\n"), "a pipe\n")
+
+    def test_no_other_files_are_open(self) -> None:
+        self.assertEqual(
+            self.printed("#!/bin/sh\nls /proc/self/fd\n").split(), ["0", "1", "2", "3"], "3 is the listing"
+        )
+
+    def test_only_the_end_of_endless_printing(self) -> None:
+        text = self.printed("#!/bin/sh\nhead -c 3000000 /dev/zero | tr '\\0' x\nsleep 1\necho the end\n")
+        self.assertTrue(text.endswith("the end\n"))
+        self.assertLess(len(text), 2**20 + 100)
+
+    def test_background_process_is_not_waited_for(self) -> None:
+        self.assertEqual(self.printed("#!/bin/sh\n(sleep 5; echo late) &\necho now\n"), "now\n")
+
+    def test_trace(self) -> None:
+        script = '#!/bin/sh {}\n[ "$0" = /opt/scripts/3-USB-UBoot.sh ] && echo "$#"\n'
+        for options, traced in (
+            ("", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n"),
+            ("-e", "+ [ /opt/scripts/3-USB-UBoot.sh = /opt/scripts/3-USB-UBoot.sh ]\n+ echo 0\n0\n"),
+        ):
+            with self.subTest(options=options):
+                self.assertEqual(self.printed(script.format(options), trace=True), traced)
+        self.assertEqual(self.printed("#!/usr/bin/env sh\necho x\n", trace=True), "+ echo x\nx\n")
+        self.assertEqual(self.printed("#!/usr/bin/perl\nprint 'no shell'\n", trace=True), "no shell")
+
+    def test_windows_line_ends(self) -> None:
+        (self.scripts / NAME).write_bytes(b"#!/bin/sh\r\nexit 0\r\n")
+        (self.scripts / NAME).chmod(0o755)
+        self.assertEqual(self.make_instrument().unwatched, [NAME])
 
     def test_what_cannot_start_is_left_alone(self) -> None:
         for text, mode in (("#!/bin/sh\n", 0o644), ("#!/opt/nothing\n", 0o755), ("no interpreter\n", 0o755), (None, 0)):

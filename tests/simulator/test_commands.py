@@ -62,6 +62,107 @@ class Commands(unittest.TestCase):
         self.assertEqual([path.name for path in board.glob("mnt/userdata/*")], ["factory"])
         self.assertFalse((board / "etc/pointercal").exists())
 
+    ANOTHER = """
+overlay = "more"
+[partitions]
+mmcblk0boot0 = { size = "64K", fixed = true }
+mmcblk0p2 = { size = "1M" }
+mmcblk0p5 = { size = "3M" }
+mmcblk0p6 = { size = "3M" }
+[images]
+"system.bin" = { 1 = "mmcblk0p5", 8 = "mmcblk0p6" }
+"loader.bin" = ["mmcblk0boot0"]
+[versions]
+ring = ["1", "8"]
+active = "/data/active"
+user_files = "/data/of {version}"
+home = "/home/tesk"
+[update]
+manifest = "about"
+sums = "SUMS"
+bootloader_key = "loader"
+"""
+
+    def another(self) -> pathlib.Path:
+        description = self.scratch / "another.toml"
+        description.write_text(self.ANOTHER)
+        (self.scratch / "more/etc").mkdir(parents=True)
+        (self.scratch / "more/etc/model").write_text("another")
+        return description
+
+    def test_another_instrument(self) -> None:
+        board = self.scratch / "board"
+        result = command("make-instrument", "--instrument", self.another(), "--active", "8", board)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(
+            {path.name: path.stat().st_size for path in board.glob("dev/mmc*")},
+            {"mmcblk0boot0": 2**16, "mmcblk0p2": 2**20, "mmcblk0p5": 3 * 2**20, "mmcblk0p6": 3 * 2**20},
+        )
+        self.assertEqual(set((board / "dev/mmcblk0p2").read_bytes()), {0}, "no image is for it")
+        self.assertGreater(len({path.read_bytes()[:999] for path in board.glob("dev/mmc*")}), 3)
+        self.assertEqual((board / "data/active").read_text(), "8\n")
+        self.assertEqual((board / "home/tesk").resolve(), (board / "data/of 8").resolve())
+        self.assertEqual(sorted(path.name for path in (board / "data").iterdir()), ["active", "of 1", "of 8"])
+        self.assertEqual((board / "etc/model").read_text(), "another")
+        self.assertEqual([*board.rglob("*manifest.txt"), *board.glob("mnt/userdata")], [])
+
+    def test_another_instrument_restarts(self) -> None:
+        board = self.scratch / "board"
+        self.assertEqual(command("make-instrument", "--instrument", self.another(), board).returncode, 0)
+        (board / "data/active").write_text("8\n")
+        done = subprocess.run(
+            [instrument.SIMULATOR / "sandbox", board, "sh", "-c", "/sbin/reboot; sleep 60"],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=30,
+            check=False,
+        )
+        self.assertIn("The instrument restarts with version partition 8", done.stdout)
+        self.assertEqual((board / "home/tesk").resolve(), (board / "data/of 8").resolve())
+
+    def test_another_blank_board(self) -> None:
+        board = self.scratch / "board"
+        self.assertEqual(command("make-instrument", "--instrument", self.another(), "--blank", board).returncode, 0)
+        self.assertEqual([path.name for path in board.glob("dev/mmc*")], ["mmcblk0boot0"])
+
+    def test_another_stick(self) -> None:
+        stick = self.scratch / "stick"
+        description = self.another()
+        self.assertEqual(command("make-stick", "--instrument", description, stick).returncode, 0)
+        update = stick / "update"
+        self.assertEqual(sorted(path.name for path in update.iterdir()), ["SUMS", "about", "loader.bin", "system.bin"])
+        subprocess.run(["sha256sum", "--quiet", "-c", "SUMS"], cwd=update, check=True)
+        self.assertIn("loader=V4.05.00\n", (update / "about").read_text())
+        self.assertLess((update / "loader.bin").stat().st_size, 2**16)
+        for kind, spoilt in (("badsum", "system.bin"), ("missingfile", "system.bin"), ("wrongbootloader", "about")):
+            bad = self.scratch / kind
+            self.assertEqual(command("make-stick", "--bad", kind, "--instrument", description, bad).returncode, 0)
+            self.assertNotEqual(fingerprint(bad / "update" / spoilt), fingerprint(update / spoilt), kind)
+
+    def test_nothing_but_partitions(self) -> None:
+        (self.scratch / "least.toml").write_text('[partitions]\nmmcblk0p2 = { size = "64K" }\n')
+        board = self.scratch / "board"
+        self.assertEqual(command("make-instrument", "--instrument", self.scratch / "least.toml", board).returncode, 0)
+        self.assertEqual([path.name for path in board.glob("dev/mmc*")], ["mmcblk0p2"])
+        self.assertTrue((board / "home/tesk/cfg/teskuihost.conf").is_file())
+
+    def test_mistakes_in_a_description(self) -> None:
+        wrong = self.scratch / "wrong.toml"
+        wrong.write_text("[partitions]\nmmcblk0p2 = { size = 4 }\n")
+        for name in ("make-instrument", "make-stick", "make-archive"):
+            result = command(name, "--instrument", wrong, self.scratch / "made")
+            self.assertNotEqual(result.returncode, 0)
+            self.assertIn(f"{wrong}:2: partitions.mmcblk0p2.size has to be a size", result.stderr)
+
+    def test_describe(self) -> None:
+        for arguments in ((), ("luck",), ("paths", "images")):
+            result = command("describe", *arguments)
+            self.assertEqual(result.returncode, 2)
+            self.assertIn("usage: simulator/describe", result.stderr)
+        self.assertIn("usage: simulator/describe", command("describe", "--help").stdout)
+        self.assertIn("mmcblk0p7 4194304 rootfs.img 7 -\n", command("describe", "partitions").stdout)
+
     def test_bare_tree(self) -> None:
         tree = self.scratch / "bare"
         self.assertEqual(command("make-instrument", "--bare", tree).returncode, 0)
