@@ -42,7 +42,7 @@ THINGS = {
     "version": ("absent", "old", "unwritable", "directory"),
     "null": ("there", "absent"),
 }
-SCRIPT_SHAPES = ("runs", "missing", "plain", "directory", "dangling", "uninterpreted", "garbage", "unreadable")
+SCRIPT_SHAPES = ("runs", "missing", "plain", "directory", "dangling", "uninterpreted", "garbage")
 
 
 def shapes(thing: str) -> tuple[str, ...]:

@@ -319,7 +319,7 @@ class Model:
 
     def _update(self) -> None:
         self._announce(0, "Initializing Update...")
-        self._worker("pause")
+        self._worker("pause 1")
         self._look()
         self._moment("pause")
         self._do("check partitions")
@@ -388,4 +388,5 @@ class Model:
 
 
 def expect(history: History) -> Transcript:
-    return Model(history).play()
+    transcript = Model(history).play()
+    return transcript.without_prints() if history.has("hangup") else transcript

@@ -76,7 +76,8 @@ OVERRIDE_MESSAGES = {
 
 UPDATING: tuple[Change, ...] = (
     ("disable", "USBbtn"), ("disable", "pbuttonBackupSettings"), ("disable", "pbuttonUtils"),
-    ("disable", "pbuttonVersions"), ("hide", "ETHbtn"), ("text", "progressMsg", PROGRESS), ("show", "progressMsg"), ("show", "progressBar"))
+    ("disable", "pbuttonVersions"), ("hide", "ETHbtn"),
+    ("text", "progressMsg", PROGRESS), ("show", "progressMsg"), ("show", "progressBar"))
 TOUCHED_USB: tuple[Change, ...] = (("hide", "messageFrm"), ("disable", "usbLabel"), ("disable", "lblUSBBackup"))
 STARTED_ALONE: tuple[Change, ...] = (("hide", "messageFrm"), ("hide", "usbLabel"))
 
