@@ -38,7 +38,8 @@ class Model:
         self._ticks = self._rests = 0
         self._waiting_touches: list[str] = []  # made while the window was blocked
         self._mode = q.USB
-        self._started = False
+        self._started = self._updating = False
+        self._unheard = False  # nobody reads the console any more
         self._status = 0
         self._rebooted = "--rebootusbupdate" in history.options
         self._auto = "--autoupdate" in history.options
@@ -103,6 +104,8 @@ class Model:
 
     def _print(self, *lines: str) -> None:
         for line in lines:
+            if self._unheard and not self._updating:
+                raise Ended("exit 141")  # as any program that prints to nobody, but during an update
             self._gui(f"print {line}")
 
     def _look(self) -> None:
@@ -123,7 +126,9 @@ class Model:
                 code, died = int(event.value), True
             elif event.act == "kill":
                 raise Ended("killed")
-            elif event.act not in ("say", "child", "stop", "clock", "hangup"):
+            elif event.act == "hangup":
+                self._unheard = True
+            elif event.act not in ("say", "child", "stop", "clock"):
                 self._things[event.act] = event.value
         return code, died
 
@@ -318,6 +323,7 @@ class Model:
         self._started = True
 
     def _update(self) -> None:
+        self._updating = True
         self._announce(0, "Initializing Update...")
         self._worker("pause 1")
         self._look()

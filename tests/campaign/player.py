@@ -167,7 +167,8 @@ class Performance:
         if ear is self._listener:
             self._parties.append(Party(self._listener.accept()[0]))
         elif ear == self._reader:
-            os.read(self._reader, 65536)
+            if not os.read(self._reader, 65536):
+                self._hang_up()  # everyone who could print has ended
         elif isinstance(ear, Party):
             if not ear.read():
                 self._parties.remove(ear)
