@@ -53,7 +53,7 @@ def try_one(history: History) -> tuple[History, list[str]]:
 
 
 def report(history: History, found: list[str]) -> None:
-    print(f"\ndiffers: tests/campaign/campaign --play '{history}'")
+    print(f"\ndiffers: tests/campaign/campaign --play='{history}'")
     print("\n".join(f"    {line}" for line in found), flush=True)
 
 

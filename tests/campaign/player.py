@@ -20,7 +20,7 @@ from record import Record
 from sequences import FOLDER, OVERRIDE_SCRIPT
 from transcript import Transcript
 
-PATIENCE = 20  # seconds without a sign of life, after which a program counts as hung
+PATIENCE = 60  # seconds without a sign of life, after which a program counts as hung
 
 
 class Over(Exception):

@@ -13,10 +13,12 @@
 
 namespace {
 
-// Lines that nobody else prints, so that they are told apart on the console.
+// At least so many bytes of lines that nobody else prints, so that they are told apart on the
+// console.
 void print(size_t bytes)
 {
     const std::string line = std::string(63, 'x') + '\n';
+    bytes += line.size() - 1 - (bytes - 1) % line.size(); // whole lines only
     std::string block;
     for (int count = 0; count < 1024; ++count)
         block += line;

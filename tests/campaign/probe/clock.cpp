@@ -20,6 +20,9 @@
 
 namespace {
 
+// Milliseconds; the program's own timers have one second, the toolkit tidies its caches much later.
+constexpr int LongestTimer = 2000;
+
 bool trueSpeed = false;
 std::atomic<int64_t> timers = 1000000000000; // nanoseconds; moves only when a timer is waited for
 std::atomic<long> timeOfDay = 0; // seconds that it has jumped
@@ -92,12 +95,12 @@ int poll(pollfd *descriptors, nfds_t count, int timeout)
             return ready;
         if (Window::instance()->takeOrder())
             return 0;
-        const bool atRest = alone && timeout < 0;
+        const bool waitsForOthers = timeout < 0 || timeout > LongestTimer;
         if (Window::instance()->isHeld()) {
             waitForMore(descriptors, count, -1);
-        } else if (atRest) {
+        } else if (waitsForOthers && alone) {
             Window::instance()->rest();
-        } else if (timeout < 0) {
+        } else if (waitsForOthers) {
             waitForMore(descriptors, count, -1);
         } else if (trueSpeed) {
             if (waitForMore(descriptors, count, timeout) == 0)
