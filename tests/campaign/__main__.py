@@ -20,6 +20,8 @@ from transcript import differences
 TOP = Path(__file__).resolve().parents[2]
 BUSY = 3  # players on each core; a player mostly waits for a process to start or to end
 
+SHOWN = 40  # lines of a difference
+
 players: list[Player] = []  # the one of this process
 
 
@@ -30,12 +32,13 @@ def arguments() -> argparse.Namespace:
     parser.add_argument("--play", metavar="HISTORY", help="this one history instead")
     parser.add_argument("--true-speed", action="store_true", help="let the program's pauses and timers take their time")
     parser.add_argument("--build", type=Path, default=TOP / "build/release", help="the build to test")
+    parser.add_argument("--program", type=Path, help="another program than the build's")
     parser.add_argument("--jobs", type=int, default=BUSY * (os.cpu_count() or 1), help="players side by side")
     return parser.parse_args()
 
 
-def make_player(build: Path, true_speed: bool, within: str) -> None:
-    players.append(Player(build, build / "teskupdater", Path(tempfile.mkdtemp(dir=within)), true_speed))
+def make_player(build: Path, program: Path, true_speed: bool, within: str) -> None:
+    players.append(Player(build, program, Path(tempfile.mkdtemp(dir=within)), true_speed))
 
 
 def play(history: History) -> list[str]:
@@ -54,19 +57,22 @@ def try_one(history: History) -> tuple[History, list[str]]:
 
 def report(history: History, found: list[str]) -> None:
     print(f"\ndiffers: tests/campaign/campaign --play='{history}'")
-    print("\n".join(f"    {line}" for line in found), flush=True)
+    print("\n".join(f"    {line}" for line in found[:SHOWN]), flush=True)
+    if len(found) > SHOWN:
+        print(f"    ... and {len(found) - SHOWN} lines more")
 
 
 def main() -> int:
     asked = arguments()
     histories = [parse(asked.play)] if asked.play is not None else [
         draw.history(asked.seed, number) for number in range(asked.count)]
+    program = asked.program or asked.build / "teskupdater"
     within = tempfile.mkdtemp(prefix="campaign")
     began = time.monotonic()
     differing = 0
     try:
         with multiprocessing.Pool(min(asked.jobs, len(histories) or 1), make_player,
-                                  (asked.build.resolve(), asked.true_speed, within)) as pool:
+                                  (asked.build.resolve(), program.resolve(), asked.true_speed, within)) as pool:
             for history, found in pool.imap_unordered(try_one, histories):
                 if found:
                     differing += 1

@@ -7,7 +7,7 @@ from sequences import OVERRIDE_SCRIPT, RECOVERY_SCRIPT, SCRIPTS
 
 # How often in a hundred a thing is not as on a healthy instrument at the start.
 UNUSUAL = {"stick": 85, "update": 85, "override": 35, "partition": 25, "marker": 8, "overridemarker": 5,
-           "version": 20, "null": 5}
+           "version": 20, "null": 5, "console": 3}
 HEALTHY_STICK = {"stick": ("directory", "link"), "update": ("directory", "link")}  # in four of five that are there
 
 WIDGETS = ("USBbtn", "USBbtn", "USBbtn", "pbuttonBackupSettings", "pbuttonUtils", "pbuttonVersions",

@@ -41,6 +41,7 @@ THINGS = {
     "overridemarker": ("absent", "empty"),
     "version": ("absent", "old", "unwritable", "directory"),
     "null": ("there", "absent"),
+    "console": ("takes", "full"),
 }
 SCRIPT_SHAPES = ("runs", "missing", "plain", "directory", "dangling", "uninterpreted", "garbage")
 
@@ -75,6 +76,10 @@ class History:
 
     def has(self, act: str) -> bool:
         return any(event.act == act for event in self.events)
+
+    def is_heard(self) -> bool:
+        """Whether what is printed reaches somebody to the end."""
+        return not self.has("hangup") and ("console", "full") not in self.start
 
 
 def parse(line: str) -> History:

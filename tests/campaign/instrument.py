@@ -52,7 +52,7 @@ class Instrument:
         for name in ("journal", "console"):
             write(self.tree / "run/campaign" / name)
         for thing, shapes in THINGS.items():
-            if thing != "null":
+            if thing not in ("null", "console"):  # which are chosen with the start of the program
                 self.give(thing, start.get(thing, shapes[0]))
         for script in SCRIPTS:
             self.give(script, start.get(script, "runs"))
