@@ -39,7 +39,7 @@ THINGS = {
     "partition": ("there", "absent", "dangling"),
     "marker": ("absent", "empty", "lines", "unreadable", "directory", "dangling", "large"),
     "overridemarker": ("absent", "empty"),
-    "version": ("absent", "old", "unwritable", "directory"),
+    "version": ("absent", "old", "unwritable", "directory", "full"),
     "null": ("there", "absent"),
     "console": ("takes", "full"),
 }

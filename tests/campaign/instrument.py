@@ -77,7 +77,9 @@ class Instrument:
 
     def version(self) -> str:
         path = self.tree / "tmp/runningbootloaderversion"
-        return "a directory" if path.is_dir() else path.read_text() if path.exists() else "nothing"
+        if path.is_symlink() or not path.exists():
+            return "nothing"
+        return "a directory" if path.is_dir() else path.read_text()
 
     def command(self, build: Path, program: Path, options: tuple[str, ...], null: bool, true_speed: bool) -> list[str]:
         """What starts the program on this instrument."""
@@ -104,8 +106,8 @@ class Instrument:
 
     def _give_file(self, path: Path, shape: str) -> None:
         remove(path)
-        if shape == "dangling":
-            path.symlink_to("nowhere")
+        if shape in ("dangling", "full"):
+            path.symlink_to({"dangling": "nowhere", "full": "/dev/full"}[shape])
         elif shape == "directory":
             path.mkdir()
         elif shape != "absent":

@@ -16,7 +16,7 @@ COULD_NOT_START = 255
 DIRECTORIES = ("directory", "link")  # the shapes in which something is there as a directory
 OVERRIDE_DIRECTORIES = ("filled", "empty", "folders", "links", "hidden")
 NO_MARKER = ("absent", "dangling")
-VERSIONS = {"unwritable": "V4.03.00", "directory": "a directory"}  # where the program cannot write its own
+VERSIONS = {"unwritable": "V4.03.00", "directory": "a directory", "full": "nothing"}  # where the program cannot write its own
 OPENS = {"pbuttonUtils": "Utilities", "pbuttonVersions": "ChangeVersionPartition"}
 CLOSES = {"Utilities": "pbuttonBackToMain", "ChangeVersionPartition": "pbuttonBackToUtils"}
 
