@@ -16,7 +16,8 @@ COULD_NOT_START = 255
 DIRECTORIES = ("directory", "link")  # the shapes in which something is there as a directory
 OVERRIDE_DIRECTORIES = ("filled", "empty", "folders", "links", "hidden")
 NO_MARKER = ("absent", "dangling")
-VERSIONS = {"unwritable": "V4.03.00", "directory": "a directory", "full": "nothing"}  # where the program cannot write its own
+# What is there at the end where the program cannot write its own.
+VERSIONS = {"unwritable": "V4.03.00", "directory": "a directory", "full": "nothing"}
 OPENS = {"pbuttonUtils": "Utilities", "pbuttonVersions": "ChangeVersionPartition"}
 CLOSES = {"Utilities": "pbuttonBackToMain", "ChangeVersionPartition": "pbuttonBackToUtils"}
 

@@ -105,7 +105,7 @@ int poll(pollfd *descriptors, nfds_t count, int timeout)
         } else if (trueSpeed) {
             if (waitForMore(descriptors, count, timeout) == 0)
                 return 0;
-        } else {
+        } else if (Window::instance()->mayPass()) {
             timers += static_cast<int64_t>(timeout) * 1000000;
             return 0;
         }

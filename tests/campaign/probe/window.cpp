@@ -2,21 +2,15 @@
 
 #include "clock.h"
 #include "journal.h"
+#include "screen.h"
 
 #include <private/qmetaobject_p.h>
 #include <private/qobject_p.h>
-#include <qpa/qwindowsysteminterface.h>
 
-#include <QAbstractButton>
 #include <QApplication>
 #include <QCoreApplication>
 #include <QEvent>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QLabel>
 #include <QMetaMethod>
-#include <QProgressBar>
-#include <QWindow>
 
 #include <poll.h>
 
@@ -59,66 +53,6 @@ void noteSignal(QObject *sender, int index, void **arguments)
 
 QSignalSpyCallbackSet spies = {noteSignal, nullptr, nullptr, nullptr};
 
-QJsonObject look(const QWidget *widget)
-{
-    QJsonObject seen = {{"shown", !widget->isHidden()},
-                        {"enabled", widget->isEnabled()},
-                        {"style", widget->styleSheet()},
-                        {"text", ""}};
-    if (const auto *label = qobject_cast<const QLabel *>(widget))
-        seen["text"] = label->text();
-    if (const auto *bar = qobject_cast<const QProgressBar *>(widget))
-        seen["text"] = bar->value();
-    if (const auto *button = qobject_cast<const QAbstractButton *>(widget)) {
-        seen["text"] = button->text();
-        seen["checkable"] = button->isCheckable();
-        seen["checked"] = button->isChecked();
-    }
-    return seen;
-}
-
-// Every named label, button, bar and panel of the main window, and which windows lie on top of it.
-QByteArray screen()
-{
-    QJsonObject seen;
-    QStringList open;
-    for (const QWidget *top : QApplication::topLevelWidgets()) {
-        if (top->objectName() != "MainWindow") {
-            if (top->isVisible())
-                open += top->metaObject()->className();
-            continue;
-        }
-        for (const QWidget *widget : top->findChildren<QWidget *>()) {
-            const bool layoutOnly = widget->metaObject() == &QWidget::staticMetaObject;
-            if (!widget->objectName().isEmpty() && !layoutOnly
-                && !widget->objectName().startsWith("qt_"))
-                seen[widget->objectName()] = look(widget);
-        }
-    }
-    seen["windows"] = QJsonObject {{"open", open.join(", ")}};
-    return QJsonDocument(seen).toJson(QJsonDocument::Compact);
-}
-
-// A finger's touch in the middle of a widget, unless something else lies there.
-void touch(const QString &name)
-{
-    for (const QWidget *top : QApplication::topLevelWidgets()) {
-        const auto *widget = top->findChild<QWidget *>(name);
-        if (!widget || !widget->isVisible())
-            continue;
-        const QPoint place = widget->mapToGlobal(widget->rect().center());
-        if (QApplication::widgetAt(place) != widget)
-            continue;
-        QWindow *surface = top->windowHandle();
-        for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease})
-            QWindowSystemInterface::handleMouseEvent<QWindowSystemInterface::SynchronousDelivery>(
-                surface, surface->mapFromGlobal(place), place,
-                type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton, Qt::LeftButton,
-                type);
-        return;
-    }
-}
-
 } // namespace
 
 Window *Window::instance() { return window; }
@@ -148,6 +82,17 @@ void Window::rest()
     player.say("rest");
 }
 
+bool Window::mayPass()
+{
+    if (!waits || passes) {
+        passes = false;
+        return true;
+    }
+    held = true;
+    player.say("wait");
+    return false;
+}
+
 bool Window::event(QEvent *event)
 {
     if (event->type() != Order::OrderType)
@@ -161,15 +106,30 @@ void Window::carryOut(const std::string &order)
     const size_t blank = order.find(' ');
     const std::string verb = order.substr(0, blank);
     const std::string what = blank == std::string::npos ? "" : order.substr(blank + 1);
-    if (verb == "go") {
+    if (verb == "go" || verb == "pass") {
         held = false;
+        passes = verb == "pass";
         return;
     }
-    if (verb == "touch")
-        touch(QString::fromStdString(what));
+    if (verb == "tap") {
+        player.say("done"); // before it is: what it opens may run an event loop of its own
+        Screen::tap(std::stoi(what), std::stoi(what.substr(what.find(' '))));
+        return;
+    }
+    QByteArray answer = "done";
+    if (verb == "look")
+        answer = Screen::mainWindow();
+    else if (verb == "buttons")
+        answer = Screen::buttons();
+    else if (verb == "objects")
+        answer = Screen::objects();
+    else if (verb == "touch")
+        Screen::touch(QString::fromStdString(what));
     else if (verb == "clock")
         Clock::jump(std::stol(what));
-    player.say(verb == "look" ? screen().toStdString() : "done");
+    else if (verb == "waits")
+        waits = true;
+    player.say(answer.toStdString());
 }
 
 bool Window::eventFilter(QObject *watched, QEvent *event)

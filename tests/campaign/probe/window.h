@@ -18,6 +18,8 @@ public:
     bool takeOrder();
     bool isHeld() const { return held; } ///< The player has not let it go on from a rest yet.
     void rest();
+    bool
+    mayPass(); ///< Whether a timer that is waited for may be due; the player can want to be asked.
     int descriptor() const { return player.descriptor(); }
 
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -29,4 +31,6 @@ private:
 
     Conversation player;
     bool held = false;
+    bool waits = false; // the player wants to be asked
+    bool passes = false; // and has said yes
 };
