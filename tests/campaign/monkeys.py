@@ -20,7 +20,8 @@ TOP = Path(__file__).resolve().parents[2]
 LIFE = 600  # touches after which a wild life is over at the latest
 SHARE = 2000  # touches of a wild monkey
 STEADY = 4  # of how many touches one belongs to a steady life
-MAY_GROW = 128  # pages; between the first quarter of a steady life, which fills the toolkit's caches, and its end
+SETTLED = 20  # hundreds of touches in which a life fills the toolkit's caches
+MAY_GROW = 64  # pages, from then on
 
 
 class Task(NamedTuple):
@@ -69,9 +70,9 @@ def do(task: Task) -> Result:
     return Result("", touches, lives, scripts, memory)
 
 
-def growth(memory: list[int]) -> int:
-    """Pages that a life has grown by after its first quarter."""
-    return memory[-1] - memory[len(memory) // 4]
+def growth(memory: list[int]) -> int | None:
+    """Pages that a life has grown by since it settled; None of one too short to judge."""
+    return memory[-1] - memory[SETTLED] if len(memory) > 2 * SETTLED else None
 
 
 def main() -> int:
@@ -95,15 +96,15 @@ def main() -> int:
     finally:
         shutil.rmtree(within)
     faults = [result.fault for result in results if result.fault]
-    grown = growth(results[0].memory) if results[0].memory else 0
-    if grown > MAY_GROW:
-        faults.append(f"{tasks[0]}: {grown} pages more at its end than after its first quarter")
+    grown = growth(results[0].memory)
+    if grown is not None and grown > MAY_GROW:
+        faults.append(f"{tasks[0]}: {grown} pages more at its end than once it had settled")
     scripts = sum((result.scripts for result in results), collections.Counter[str]())
     for fault in faults:
         print(fault)
+    told = "was too short to judge its memory" if grown is None else f"grew by {grown} pages since it had settled"
     print(f"{sum(result.touches for result in results)} touches in {sum(result.lives for result in results)} lives, "
-          f"seed {asked.seed}; {sum(scripts.values())} scripts; "
-          f"the steady life grew by {grown} pages in {steady} touches; "
+          f"seed {asked.seed}; {sum(scripts.values())} scripts; the steady life of {steady} touches {told}; "
           f"{len(faults)} faults; {time.monotonic() - began:.0f} s")
     return 1 if faults else 0
 
