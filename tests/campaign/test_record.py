@@ -13,7 +13,8 @@ class Prints(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = Path(folder.name)
         self.record = Record(self.folder)
-        (self.folder / "console").touch()
+        for name in ("journal", "console"):
+            (self.folder / name).touch()
 
     def printed(self, text: str) -> None:
         with (self.folder / "console").open("a", encoding="utf-8") as console:
