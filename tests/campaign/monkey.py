@@ -124,14 +124,14 @@ class Life:
         if not resting and self._dice.random() < (0.6 if buttons else 0.9):
             window.tell("pass")
             return
+        if self.touches % 100 == 0:
+            self._check_objects()
         allowed = [button for button in buttons if self._may_press(_named(button))]
         if allowed and self._dice.random() < 0.8:
             button = self._dice.choice(allowed)
             self._tap(button["x"] + button["width"] // 2, button["y"] + button["height"] // 2, button)
         else:
             self._tap_anywhere(buttons)
-        if self.touches % 100 == 0:
-            self._check_objects()
         window.tell("go")
 
     def _tap_anywhere(self, buttons: list[dict[str, int]]) -> None:

@@ -32,7 +32,10 @@ class Party:
 
     def read(self) -> bool:
         """Takes what there is; False if the party has gone."""
-        data = self._connection.recv(65536)
+        try:
+            data = self._connection.recv(65536)
+        except ConnectionResetError:  # it went without having heard all that it was told
+            return False
         self._read += data
         return bool(data)
 
@@ -41,7 +44,10 @@ class Party:
         return line.decode()
 
     def tell(self, order: str) -> None:
-        self._connection.sendall(order.encode() + b"\n")
+        try:
+            self._connection.sendall(order.encode() + b"\n")
+        except BrokenPipeError:
+            pass  # it has gone; whoever waits for its answer will hear that the program has ended
 
     def close(self) -> None:
         self._connection.close()
