@@ -86,11 +86,11 @@ def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
     try:
         player = make_player(arguments, stage, album, report)
-        silence = HAND_SILENCE if arguments.touch else arguments.patience
+        silence = HAND_SILENCE if arguments.touch else arguments.patience * stage.pace
         within = (REBOOTS_WITHIN if reboots else SETTLES_WITHIN) * stage.pace
         stage.start(mode.option)
         report.start_clock()
-        record = Follower(stage, album, player, report, Limits(silence, 10 * silence * stage.pace, within)).follow()
+        record = Follower(stage, album, player, report, Limits(silence, 10 * silence, within)).follow()
         return record, player.visits if isinstance(player, Tour) else []
     finally:
         album.close()

@@ -1,0 +1,209 @@
+"""The emulated board as a stage."""
+
+import select
+import time
+from collections.abc import Sequence
+from contextlib import suppress
+from pathlib import Path
+
+from PIL.Image import Image
+
+from board.emulator import Emulator, Machine
+from board.firmware import Firmware
+from board.images import run
+from board.monitor import Gone
+from board.storage import Storage
+from rehearsal.holdings import Holdings
+from rehearsal.sandbox.instrument import SIMULATOR
+from rehearsal.stage import (Complained, Ended, Event, Rebooted, Said, Scene, ScriptEnded, ScriptStarts, Setting,
+                             Stage, StageError, Window)
+
+UPDATES = {False: "4.07", True: "4.08"}  # the version that a stick holds, and a download
+SCREENS = ("800x480",)
+UP = "board: firmware "  # the last that the board itself says before the program does
+PROGRAM_IS_UP = "Current bootloader version = "
+GOING_DOWN = ("The system is going down NOW!", "Sent SIGTERM to all processes", "Sent SIGKILL to all processes",
+              "Requesting system reboot", "[")
+LOOKS_EVERY = 0.2  # seconds: a picture has to be fetched to know that it has changed
+COMES_BACK_WITHIN = 300.0
+
+
+class BoardStage(Stage):
+    """A board with its stick, which is plugged once the program runs."""
+
+    pace = 5.0
+    tells_windows = False
+    looks_every = LOOKS_EVERY
+
+    def __init__(self, setting: Setting):
+        if setting.size not in SCREENS:
+            raise StageError(f"the board's screen is {SCREENS[0]}")
+        if setting.by_hand:
+            raise StageError("the board's screen is no window that could be touched")
+        self._setting = setting
+        self._firmware = Firmware(setting.say)
+        self._storage: Storage | None = None
+        self._board: Emulator | None = None
+        self._to_plug: Path | None = None
+        self._is_up = self._ended_told = False
+        self._reboots = 0
+        self._shown: Image | None = None  # the picture given last
+        self._seen: Image | None = None  # the one fetched last
+        self._looked_at = 0.0
+        self.came_back_as = ""  # what the board said of itself after its reboot
+
+    def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
+        """The same as in the sandbox, with a root file system that starts."""
+        images = self._setting.scratch / "images"
+        images.mkdir(exist_ok=True)
+        root = self._firmware.root_image(UPDATES[archive], SIMULATOR / "scripts")
+        (images / "rootfs.img").symlink_to(root)
+        run([SIMULATOR / ("make-archive" if archive else "make-stick"), *kind, path],
+            more={"GIVEN_IMAGES": str(images)})
+
+    def prepare(self, scene: Scene) -> list[str]:
+        if scene.blank:
+            raise StageError("a blank board cannot be started yet")
+        self._storage = Storage(self._firmware, scene, self._setting.scratch)
+        return self._storage.unwatched
+
+    def plug(self, stick: Path) -> None:
+        image = self._there.make_stick(stick)
+        if self._board:
+            self._board.plug(image)
+        else:
+            self._to_plug = image
+
+    def pull(self) -> None:
+        if self._board:
+            self._board.pull()
+        self._to_plug = None
+
+    def download(self, archive: Path) -> None:
+        self._there.download(archive)
+
+    def start(self, option: str | None) -> None:
+        if option:
+            self._there.ask_for(option.lstrip("-"))
+        self._power_on()
+
+    def descriptors(self) -> list[int]:
+        return self._running.descriptors()
+
+    def take(self) -> list[Event]:
+        board = self._running
+        status = board.ended()
+        board.turn()
+        events = [event for line in board.console.take() if (event := self._said(line.rstrip("\r")))]
+        events += [self._script(line) for line in board.journal.take()]
+        if status is not None and not (events or self._ended_told):
+            self._ended_told = True
+            self._reboots += board.restarted
+            events.append(Rebooted() if board.restarted else Ended(status))
+        return events
+
+    def let_go(self) -> None:
+        self._running.let_go()
+
+    def changed(self) -> bool:
+        if time.monotonic() > self._looked_at + LOOKS_EVERY:
+            self._look()
+        return self._seen is not self._shown
+
+    def picture(self) -> Image:
+        self._look()
+        self._shown = self._seen
+        if not self._shown:
+            raise StageError("the board has no screen")
+        return self._shown
+
+    def touch(self, x: int, y: int) -> None:
+        self._running.touch(x, y)
+
+    def window(self) -> Window | None:
+        return None
+
+    def holdings(self) -> Holdings:
+        board = self._board
+        if not board or board.ended() is not None:
+            return self._there.holdings(self._reboots)
+        board.freeze()
+        try:
+            return self._there.holdings(self._reboots)
+        finally:
+            board.thaw()
+
+    def stop(self) -> list[Event]:
+        if not self._board:
+            return []
+        events = self.take()
+        self._cut()
+        if self._reboots and not self.came_back_as:
+            self._come_back()
+        return events
+
+    def close(self) -> None:
+        self._cut()
+        self._setting.leash.pull()
+
+    def _power_on(self) -> None:
+        width, height = (int(side) for side in self._setting.size.split("x"))
+        firmware = self._firmware
+        self._board = Emulator(Machine(firmware.kernel, firmware.initrd, self._there.image, (width, height),
+                                       self._setting.scratch), self._setting.leash)
+        self._is_up = self._ended_told = False
+
+    def _cut(self) -> None:
+        if self._board:
+            self._board.close()
+            self._board = None
+
+    def _come_back(self) -> None:
+        """Lets the board that has restarted come up, as far as the program's first word."""
+        self._power_on()
+        deadline = time.monotonic() + COMES_BACK_WITHIN
+        while time.monotonic() < deadline:
+            for event in self.take():
+                match event:
+                    case Said(line) if line.startswith(PROGRAM_IS_UP):
+                        self._cut()
+                        return
+                    case Ended() | Rebooted():
+                        deadline = 0.0
+            select.select(self.descriptors(), [], [], LOOKS_EVERY)
+        self._cut()
+
+    def _look(self) -> None:
+        self._looked_at = time.monotonic()
+        with suppress(Gone):  # the last picture stays
+            image = self._running.picture()
+            if image != self._seen:
+                self._seen = image
+
+    def _said(self, line: str) -> Event | None:
+        """The program has the console once the board is up, but for what the board says when it goes down."""
+        if line.startswith(UP):
+            self._is_up = True
+            self.came_back_as = line.removeprefix(UP) if self._reboots else ""
+            return Complained(line)
+        if not self._is_up or line.startswith(GOING_DOWN):
+            return Complained(line) if line else None
+        if line.startswith(PROGRAM_IS_UP) and self._to_plug:
+            self._running.plug(self._to_plug)
+            self._to_plug = None
+        return Said(line)
+
+    @staticmethod
+    def _script(line: str) -> Event:
+        event, name, *result = line.split(" ", 3)
+        return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
+
+    @property
+    def _there(self) -> Storage:
+        assert self._storage, "the stage is not prepared"
+        return self._storage
+
+    @property
+    def _running(self) -> Emulator:
+        assert self._board, "the stage is not started"
+        return self._board
