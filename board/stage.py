@@ -1,6 +1,5 @@
 """The emulated board as a stage."""
 
-import select
 import time
 from collections.abc import Sequence
 from contextlib import suppress
@@ -16,7 +15,7 @@ from board.storage import Storage
 from rehearsal.holdings import Holdings
 from rehearsal.sandbox.instrument import SIMULATOR
 from rehearsal.stage import (Complained, Ended, Event, Rebooted, Said, Scene, ScriptEnded, ScriptStarts, Setting,
-                             Stage, StageError, Window)
+                             Stage, StageError, Started, Window)
 
 UPDATES = {False: "4.07", True: "4.08"}  # the version that a stick holds, and a download
 SCREENS = ("800x480",)
@@ -25,7 +24,6 @@ PROGRAM_IS_UP = "Current bootloader version = "
 GOING_DOWN = ("The system is going down NOW!", "Sent SIGTERM to all processes", "Sent SIGKILL to all processes",
               "Requesting system reboot", "[")
 LOOKS_EVERY = 0.2  # seconds: a picture has to be fetched to know that it has changed
-COMES_BACK_WITHIN = 300.0
 
 
 class BoardStage(Stage):
@@ -33,6 +31,7 @@ class BoardStage(Stage):
 
     pace = 5.0
     tells_windows = False
+    comes_back = True
     looks_every = LOOKS_EVERY
 
     def __init__(self, setting: Setting):
@@ -50,7 +49,6 @@ class BoardStage(Stage):
         self._shown: Image | None = None  # the picture given last
         self._seen: Image | None = None  # the one fetched last
         self._looked_at = 0.0
-        self.came_back_as = ""  # what the board said of itself after its reboot
 
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
         """The same as in the sandbox, with a root file system that starts."""
@@ -138,9 +136,12 @@ class BoardStage(Stage):
             return []
         events = self.take()
         self._cut()
-        if self._reboots and not self.came_back_as:
-            self._come_back()
         return events
+
+    def come_back(self) -> None:
+        """With the stick that was plugged before: nobody has pulled it."""
+        self._to_plug = self._there.stick
+        self._power_on()
 
     def close(self) -> None:
         self._cut()
@@ -158,21 +159,6 @@ class BoardStage(Stage):
             self._board.close()
             self._board = None
 
-    def _come_back(self) -> None:
-        """Lets the board that has restarted come up, as far as the program's first word."""
-        self._power_on()
-        deadline = time.monotonic() + COMES_BACK_WITHIN
-        while time.monotonic() < deadline:
-            for event in self.take():
-                match event:
-                    case Said(line) if line.startswith(PROGRAM_IS_UP):
-                        self._cut()
-                        return
-                    case Ended() | Rebooted():
-                        deadline = 0.0
-            select.select(self.descriptors(), [], [], LOOKS_EVERY)
-        self._cut()
-
     def _look(self) -> None:
         self._looked_at = time.monotonic()
         with suppress(Gone):  # the last picture stays
@@ -184,8 +170,8 @@ class BoardStage(Stage):
         """The program has the console once the board is up, but for what the board says when it goes down."""
         if line.startswith(UP):
             self._is_up = True
-            self.came_back_as = line.removeprefix(UP) if self._reboots else ""
-            return Complained(line)
+            version, _, device = line.removeprefix(UP).partition(" from ")
+            return Started(version, device.rpartition("p")[2])
         if not self._is_up or line.startswith(GOING_DOWN):
             return Complained(line) if line else None
         if line.startswith(PROGRAM_IS_UP) and self._to_plug:

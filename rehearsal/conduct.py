@@ -10,6 +10,7 @@ from pathlib import Path
 
 from rehearsal import modes, tourverdict, verdict
 from rehearsal.album import Album
+from rehearsal.arrival import Arrival
 from rehearsal.case import Case, Line
 from rehearsal.folders import FolderError, given_folder, new_folder
 from rehearsal.follow import Follower, Limits
@@ -80,7 +81,7 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
 
 
 def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path,
-        report: Report) -> tuple[Record, list[Visit]]:
+        report: Report) -> tuple[Record, list[Visit], Arrival | None]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     mode = MODES[arguments.mode]
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
@@ -91,7 +92,11 @@ def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path
         stage.start(mode.option)
         report.start_clock()
         record = Follower(stage, album, player, report, Limits(silence, 10 * silence, within)).follow()
-        return record, player.visits if isinstance(player, Tour) else []
+        arrival = None
+        if stage.comes_back and reboots and not record.fault:
+            arrival = Arrival(stage, album, arguments.screen, report)
+            arrival.watch()
+        return record, player.visits if isinstance(player, Tour) else [], arrival
     finally:
         album.close()
 
@@ -114,9 +119,10 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, scratch: Path) -> bool
         report.say(f"Once they can be touched, touch: {', then '.join(mode.touches)}.")
 
     before, started = stage.holdings(), datetime.datetime.now(datetime.timezone.utc)
-    record, visits = run(arguments, stage, outcome != REJECTED or mode.network, folder, report)
+    record, visits, arrival = run(arguments, stage, outcome != REJECTED or mode.network, folder, report)
     case = Case(mode, outcome, source, before, stage.holdings(), record, started)
-    good = conclude(case, tourverdict.judge(case, visits) if mode.tour else verdict.judge(case), report)
+    lines = tourverdict.judge(case, visits) if mode.tour else verdict.judge(case)
+    good = conclude(case, [*lines, *(arrival.lines(case) if arrival else [])], report)
     report.say(f"The pictures of the screen are in {folder}")
     return good
 
