@@ -31,6 +31,7 @@ class Machine:
     size: tuple[int, int]  # of the screen
     scratch: Path
     parameters: str = ""  # of the kernel, besides those that every start has
+    cache: Path | None = None  # the socket of a server that plays a storage with a volatile cache
 
 
 class Emulator:
@@ -136,14 +137,21 @@ class Emulator:
             "-kernel", str(machine.kernel), "-initrd", str(machine.initrd),
             "-append", f"{COMMAND_LINE} {machine.parameters}".strip(),
             "-device", f"virtio-gpu-pci,xres={width},yres={height}",
-            "-device", "sdhci-pci", "-device", "sd-card,drive=card",
-            "-drive", f"if=none,id=card,format=raw,cache=unsafe,file={machine.storage}",
+            *self._storage(),
             "-device", "qemu-xhci,id=usb", "-device", "virtio-tablet-pci", "-device", "virtio-rng-pci",
             "-chardev", f"socket,id=console,fd={console}", "-serial", "chardev:console",
             "-device", "virtio-serial-pci", "-chardev", f"socket,id=journal,fd={journal}",
             "-device", "virtserialport,chardev=journal,name=journal",
             "-chardev", f"socket,id=monitor,fd={monitor}", "-mon", "chardev=monitor,mode=control",
         ]
+
+    def _storage(self) -> list[str]:
+        """A card that writes through, or a disk that is told when to flush; the bootloader gives it the card's name."""
+        if self._machine.cache is None:
+            return ["-drive", f"if=none,id=card,format=raw,cache=unsafe,file={self._machine.storage}",
+                    "-device", "sdhci-pci", "-device", "sd-card,drive=card"]
+        return ["-drive", f"if=none,id=card,format=raw,file.driver=nbd,file.server.type=unix,file.server.path={self._machine.cache}",
+                "-device", "virtio-blk-pci,drive=card"]
 
 
 def position(axis: str, value: int) -> Message:

@@ -49,6 +49,7 @@ class BoardStage(Stage):
         self._shown: Image | None = None  # the picture given last
         self._seen: Image | None = None  # the one fetched last
         self._looked_at = 0.0
+        self.cache: Path | None = None  # the socket of a server that plays the storage
 
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
         """The same as in the sandbox, with a root file system that starts."""
@@ -83,7 +84,7 @@ class BoardStage(Stage):
     def start(self, option: str | None) -> None:
         if option:
             self._there.ask_for(option.lstrip("-"))
-        self._power_on()
+        self.power_on()
 
     def descriptors(self) -> list[int]:
         return self._running.descriptors()
@@ -131,6 +132,10 @@ class BoardStage(Stage):
         finally:
             board.thaw()
 
+    def cut_power(self) -> None:
+        """Ends everything on the board at once; only what its storage has taken is left."""
+        self._cut()
+
     def stop(self) -> list[Event]:
         if not self._board:
             return []
@@ -139,19 +144,23 @@ class BoardStage(Stage):
         return events
 
     def come_back(self) -> None:
-        """With the stick that was plugged before: nobody has pulled it."""
+        self.plug_again()
+        self.power_on()
+
+    def plug_again(self) -> None:
+        """The stick that was plugged before: nobody has pulled it."""
         self._to_plug = self._there.stick
-        self._power_on()
 
     def close(self) -> None:
         self._cut()
         self._setting.leash.pull()
 
-    def _power_on(self) -> None:
+    def power_on(self, parameters: str = "") -> None:
+        """With these words more on the kernel's command line."""
         width, height = (int(side) for side in self._setting.size.split("x"))
         firmware = self._firmware
         self._board = Emulator(Machine(firmware.kernel, firmware.initrd, self._there.image, (width, height),
-                                       self._setting.scratch), self._setting.leash)
+                                       self._setting.scratch, parameters, self.cache), self._setting.leash)
         self._is_up = self._ended_told = False
 
     def _cut(self) -> None:
@@ -171,7 +180,7 @@ class BoardStage(Stage):
         if line.startswith(UP):
             self._is_up = True
             version, _, device = line.removeprefix(UP).partition(" from ")
-            return Started(version, device.rpartition("p")[2])
+            return Started(version, device[len(device.rstrip("0123456789")):])
         if not self._is_up or line.startswith(GOING_DOWN):
             return Complained(line) if line else None
         if line.startswith(PROGRAM_IS_UP) and self._to_plug:
@@ -183,6 +192,11 @@ class BoardStage(Stage):
     def _script(line: str) -> Event:
         event, name, *result = line.split(" ", 3)
         return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
+
+    @property
+    def storage(self) -> Path:
+        """The file that is the internal storage."""
+        return self._there.image
 
     @property
     def _there(self) -> Storage:
