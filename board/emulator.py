@@ -150,8 +150,8 @@ class Emulator:
         if self._machine.cache is None:
             return ["-drive", f"if=none,id=card,format=raw,cache=unsafe,file={self._machine.storage}",
                     "-device", "sdhci-pci", "-device", "sd-card,drive=card"]
-        return ["-drive", f"if=none,id=card,format=raw,file.driver=nbd,file.server.type=unix,file.server.path={self._machine.cache}",
-                "-device", "virtio-blk-pci,drive=card"]
+        server = f"file.driver=nbd,file.server.type=unix,file.server.path={self._machine.cache}"
+        return ["-drive", f"if=none,id=card,format=raw,{server}", "-device", "virtio-blk-pci,drive=card"]
 
 
 def position(axis: str, value: int) -> Message:

@@ -146,11 +146,13 @@ def left_behind(before: Holdings, after: Holdings, update: Source) -> list[str]:
         path = f"dev/mmcblk0{slot.name}"
         if slot.version == after.active:
             image = update.read(slot.image) if new else None
-            whole = after.read(path, len(image)) == image if image else after.files[path] == before.files[path]
+            whole = after.read(path, len(image)) == image if image else \
+                after.files[path] == before.files[path]
             if not whole:
                 faults.append(f"{slot.holds} is not whole")
     images = [update.read("u-boot.img") or b"", before.read("dev/mmcblk0boot0")]
-    if not any(after.read(f"dev/mmcblk0{copy}", len(image)) == image for copy in ("boot0", "boot1") for image in images):
+    copies = [after.read(f"dev/mmcblk0{copy}") for copy in ("boot0", "boot1")]
+    if not any(copy.startswith(image) for copy in copies for image in images):
         faults.append("no copy of U-Boot is whole")
     if after.user_files(after.active) != before.user_files("factory" if new else after.active):
         faults.append("the user files of the active version are not whole")

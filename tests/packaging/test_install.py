@@ -42,7 +42,8 @@ class Install(unittest.TestCase):
                 self.assertNotRegex(self.text(path), r"@\w+@", path)
 
     def test_files_name_each_other(self):
-        self.assertIn("\nExecStart=/usr/lib/teskupdater/start\n", self.text("usr/lib/systemd/system/teskupdater.service"))
+        unit = self.text("usr/lib/systemd/system/teskupdater.service")
+        self.assertIn("\nExecStart=/usr/lib/teskupdater/start\n", unit)
         self.assertIn("\nstart=/usr/lib/teskupdater/start\n", self.text("etc/init.d/teskupdater"))
         self.assertIn("\nsettings=/etc/default/teskupdater\n", self.text("usr/lib/teskupdater/start"))
         self.assertIn("\nprogram=/usr/bin/teskupdater\n", self.text("usr/lib/teskupdater/start"))
