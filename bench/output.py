@@ -10,7 +10,7 @@ from update import make_scripts, run_update
 
 PRINTED = Path("/tmp/printed")
 PRINT = f"head -c 1G /dev/zero && head -c 1G /dev/zero >&2 && touch {PRINTED}"
-SUBJECTS = {"silent scripts": {}, "1 GB on each stream": {"7-USB-rootfs.sh": PRINT}}
+SUBJECTS: dict[str, dict[str, str]] = {"silent scripts": {}, "1 GB on each stream": {"7-USB-rootfs.sh": PRINT}}
 
 
 def peak_memory(subject: str) -> dict[str, float]:

@@ -78,8 +78,10 @@ def report(title: str, results: Results) -> None:
         if subject == "updater":
             print(f"{line}{'':20}{memory:>10.1f}")
         else:
-            print(f"{line}{ratio(updater['ms'], values['ms']):>20}{memory:>10.1f}"
-                  f"{statistics.median(updater['MB']) / memory:>14.2f}")
+            print(
+                f"{line}{ratio(updater['ms'], values['ms']):>20}{memory:>10.1f}"
+                f"{statistics.median(updater['MB']) / memory:>14.2f}"
+            )
 
 
 def report_phases(results: Results) -> None:
@@ -93,8 +95,10 @@ def main() -> None:
     subjects = list(SUBJECTS)
     os.environ["QT_QPA_PLATFORM"] = "xcb"
     screen = Screen(os.environ["DISPLAY"])
-    report("xcb, until the picture is on the screen",
-           interleaved(rounds, subjects, lambda subject: on_screen(screen, subject)))
+    report(
+        "xcb, until the picture is on the screen",
+        interleaved(rounds, subjects, lambda subject: on_screen(screen, subject)),
+    )
     for platform in "xcb", "offscreen":
         os.environ["QT_QPA_PLATFORM"] = platform
         results = interleaved(rounds, subjects, recorded)

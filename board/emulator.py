@@ -50,8 +50,13 @@ class Emulator:
         self.errors_log = machine.scratch / "emulator.log"
         with self.errors_log.open("ab") as errors:
             self._process = subprocess.Popen(
-                self._command(console, journal, monitor), stdin=subprocess.DEVNULL, stdout=errors, stderr=errors,
-                pass_fds=[console, journal, monitor, leash.end], start_new_session=True)
+                self._command(console, journal, monitor),
+                stdin=subprocess.DEVNULL,
+                stdout=errors,
+                stderr=errors,
+                pass_fds=[console, journal, monitor, leash.end],
+                start_new_session=True,
+            )
         for end in theirs:
             end.close()
         self._console_end, self._journal_end, monitor_end = ours
@@ -87,16 +92,20 @@ class Emulator:
     def touch(self, x: int, y: int) -> None:
         """Puts a finger there; it is lifted by a later turn()."""
         width, height = self._machine.size
-        self._monitor.do("input-send-event", events=[
-            position("x", x * TABLET_RANGE // (width - 1)), position("y", y * TABLET_RANGE // (height - 1)),
-            button(True)])
+        self._monitor.do(
+            "input-send-event",
+            events=[
+                position("x", x * TABLET_RANGE // (width - 1)),
+                position("y", y * TABLET_RANGE // (height - 1)),
+                button(True),
+            ],
+        )
         self._lift_at = time.monotonic() + FINGER_RESTS
 
     def plug(self, image: Path) -> None:
         self._sticks += 1
         name = f"stick{self._sticks}"
-        self._monitor.do("blockdev-add", driver="raw", node_name=name,
-                         file={"driver": "file", "filename": str(image)})
+        self._monitor.do("blockdev-add", driver="raw", node_name=name, file={"driver": "file", "filename": str(image)})
         self._monitor.do("device_add", driver="usb-storage", drive=name, id=f"device-{name}", bus="usb.0")
 
     def pull(self) -> None:
@@ -132,24 +141,64 @@ class Emulator:
         machine = self._machine
         width, height = machine.size
         return [
-            "qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-accel", "tcg,tb-size=64",
-            "-smp", "1", "-m", str(MEMORY), "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
-            "-kernel", str(machine.kernel), "-initrd", str(machine.initrd),
-            "-append", f"{COMMAND_LINE} {machine.parameters}".strip(),
-            "-device", f"virtio-gpu-pci,xres={width},yres={height}",
+            "qemu-system-arm",
+            "-M",
+            "virt,highmem=off",
+            "-cpu",
+            "cortex-a15",
+            "-accel",
+            "tcg,tb-size=64",
+            "-smp",
+            "1",
+            "-m",
+            str(MEMORY),
+            "-nodefaults",
+            "-no-user-config",
+            "-display",
+            "none",
+            "-no-reboot",
+            "-kernel",
+            str(machine.kernel),
+            "-initrd",
+            str(machine.initrd),
+            "-append",
+            f"{COMMAND_LINE} {machine.parameters}".strip(),
+            "-device",
+            f"virtio-gpu-pci,xres={width},yres={height}",
             *self._storage(),
-            "-device", "qemu-xhci,id=usb", "-device", "virtio-tablet-pci", "-device", "virtio-rng-pci",
-            "-chardev", f"socket,id=console,fd={console}", "-serial", "chardev:console",
-            "-device", "virtio-serial-pci", "-chardev", f"socket,id=journal,fd={journal}",
-            "-device", "virtserialport,chardev=journal,name=journal",
-            "-chardev", f"socket,id=monitor,fd={monitor}", "-mon", "chardev=monitor,mode=control",
+            "-device",
+            "qemu-xhci,id=usb",
+            "-device",
+            "virtio-tablet-pci",
+            "-device",
+            "virtio-rng-pci",
+            "-chardev",
+            f"socket,id=console,fd={console}",
+            "-serial",
+            "chardev:console",
+            "-device",
+            "virtio-serial-pci",
+            "-chardev",
+            f"socket,id=journal,fd={journal}",
+            "-device",
+            "virtserialport,chardev=journal,name=journal",
+            "-chardev",
+            f"socket,id=monitor,fd={monitor}",
+            "-mon",
+            "chardev=monitor,mode=control",
         ]
 
     def _storage(self) -> list[str]:
         """A card that writes through, or a disk that is told when to flush; the bootloader gives it the card's name."""
         if self._machine.cache is None:
-            return ["-drive", f"if=none,id=card,format=raw,cache=unsafe,file={self._machine.storage}",
-                    "-device", "sdhci-pci", "-device", "sd-card,drive=card"]
+            return [
+                "-drive",
+                f"if=none,id=card,format=raw,cache=unsafe,file={self._machine.storage}",
+                "-device",
+                "sdhci-pci",
+                "-device",
+                "sd-card,drive=card",
+            ]
         server = f"file.driver=nbd,file.server.type=unix,file.server.path={self._machine.cache}"
         return ["-drive", f"if=none,id=card,format=raw,{server}", "-device", "virtio-blk-pci,drive=card"]
 

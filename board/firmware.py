@@ -21,9 +21,22 @@ WITHIN = 1800  # seconds, for a step of the build on a busy machine
 SPARE = 6 * MEGABYTE  # of a root file system, for its own bookkeeping
 VERSION_FILE = "etc/firmware-version"
 
-PROGRAM_SOURCES = ("CMakeLists.txt", "app", "common", "logs", "tools", "update", "versions", "docs/man",
-                   "packaging/build-package", "packaging/debian", "packaging/host-qt-tools.cmake",
-                   "packaging/install.cmake", "packaging/start", "packaging/toolchain.cmake")
+PROGRAM_SOURCES = (
+    "CMakeLists.txt",
+    "app",
+    "common",
+    "logs",
+    "tools",
+    "update",
+    "versions",
+    "docs/man",
+    "packaging/build-package",
+    "packaging/debian",
+    "packaging/host-qt-tools.cmake",
+    "packaging/install.cmake",
+    "packaging/start",
+    "packaging/toolchain.cmake",
+)
 BASE_SOURCES = ("board/make-base", "board/modules.txt", "board/root-packages.txt", "packaging/archive.sh")
 BOARD_SOURCES = ("board/bootloader", "board/make-initrd", "board/native", "board/root")
 
@@ -55,8 +68,14 @@ def build_step(say: Callable[[str], None], what: str, command: Sequence[str | Pa
     log = BUILD / "build.log"
     with log.open("ab") as output:
         try:
-            done = subprocess.run([str(word) for word in command], stdin=subprocess.DEVNULL, stdout=output,
-                                  stderr=output, timeout=WITHIN, check=False)
+            done = subprocess.run(
+                [str(word) for word in command],
+                stdin=subprocess.DEVNULL,
+                stdout=output,
+                stderr=output,
+                timeout=WITHIN,
+                check=False,
+            )
         except (OSError, subprocess.TimeoutExpired) as error:
             raise StageError(f"{what}: {error}") from error
     if done.returncode != 0:
@@ -70,8 +89,9 @@ class Firmware:
         with only_one("build"):
             self._base = self._made("base", [TOP / name for name in BASE_SOURCES], self._make_base, say)
             self._package = self._build_package(say)
-            board = self._made("board", [TOP / name for name in BOARD_SOURCES] + [self._base / "kernel"],
-                               self._make_board, say)
+            board = self._made(
+                "board", [TOP / name for name in BOARD_SOURCES] + [self._base / "kernel"], self._make_board, say
+            )
         self.kernel, self.initrd = self._base / "kernel", board / "initrd"
         self._native = board
         self._identity = digest([self._package, board, *(TOP / name for name in BOARD_SOURCES)])
@@ -111,8 +131,12 @@ class Firmware:
         shutil.rmtree(tree)
 
     @staticmethod
-    def _made(name: str, sources: Sequence[Path], make: Callable[[Path, Callable[[str], None]], None],
-              say: Callable[[str], None]) -> Path:
+    def _made(
+        name: str,
+        sources: Sequence[Path],
+        make: Callable[[Path, Callable[[str], None]], None],
+        say: Callable[[str], None],
+    ) -> Path:
         """A directory that is made anew when what it is made from has changed."""
         directory, stamp = BUILD / name, BUILD / f"{name}.stamp"
         wanted = digest(sources)
@@ -129,9 +153,24 @@ class Firmware:
         directory.mkdir(exist_ok=True)
         build_step(say, "the board's bootloader", [HERE / "make-initrd", self._base, directory / "initrd"])
         for name in ("touchscreen", "watchscript"):
-            build_step(say, f"the board's {name}", [
-                COMPILER, "-std=gnu11", "-O2", "-static", "-s", "-Wall", "-Wextra", "-Wconversion", "-Werror",
-                "-o", directory / name, HERE / "native" / f"{name}.c"])
+            build_step(
+                say,
+                f"the board's {name}",
+                [
+                    COMPILER,
+                    "-std=gnu11",
+                    "-O2",
+                    "-static",
+                    "-s",
+                    "-Wall",
+                    "-Wextra",
+                    "-Wconversion",
+                    "-Werror",
+                    "-o",
+                    directory / name,
+                    HERE / "native" / f"{name}.c",
+                ],
+            )
 
     @staticmethod
     def _build_package(say: Callable[[str], None]) -> Path:

@@ -12,13 +12,22 @@ MEGABYTE = 1024**2
 ENVIRONMENT = {"LC_ALL": "C", "PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "MTOOLS_SKIP_CHECK": "1"}
 
 
-def run(command: Sequence[str | Path], allowed: Sequence[int] = (0,), stdin: str = "",
-        more: Mapping[str, str] | None = None) -> str:
+def run(
+    command: Sequence[str | Path], allowed: Sequence[int] = (0,), stdin: str = "", more: Mapping[str, str] | None = None
+) -> str:
     """Runs a tool to its end; gives what it printed."""
     words = [str(word) for word in command]
     try:
-        done = subprocess.run(words, input=stdin, capture_output=True, text=True, errors="replace", timeout=WITHIN,
-                              check=False, env={**ENVIRONMENT, **(more or {})})
+        done = subprocess.run(
+            words,
+            input=stdin,
+            capture_output=True,
+            text=True,
+            errors="replace",
+            timeout=WITHIN,
+            check=False,
+            env={**ENVIRONMENT, **(more or {})},
+        )
     except (OSError, subprocess.TimeoutExpired) as error:
         raise StageError(f"{words[0]}: {error}") from error
     if done.returncode not in allowed:
@@ -28,8 +37,23 @@ def run(command: Sequence[str | Path], allowed: Sequence[int] = (0,), stdin: str
 
 def make_ext4(image: Path, tree: Path, size: int, offset: int = 0) -> None:
     """Makes a file system with the files of a tree, at some place of a file."""
-    run(["mke2fs", "-q", "-F", "-t", "ext4", "-m", "0", "-d", tree, "-E",
-         f"root_owner=0:0,nodiscard,offset={offset}", image, f"{size // 1024}k"])
+    run(
+        [
+            "mke2fs",
+            "-q",
+            "-F",
+            "-t",
+            "ext4",
+            "-m",
+            "0",
+            "-d",
+            tree,
+            "-E",
+            f"root_owner=0:0,nodiscard,offset={offset}",
+            image,
+            f"{size // 1024}k",
+        ]
+    )
 
 
 def make_fat(image: Path, tree: Path, size: int) -> None:

@@ -43,6 +43,7 @@ BY_NAME = {partition.name: partition for partition in LAYOUT}
 
 def partition_table() -> str:
     """What sfdisk makes the table from."""
-    rows = [f"{part.number}: start={part.start // SECTOR}, size={part.size // SECTOR}, name={part.name}"
-            for part in LAYOUT]
+    rows = [
+        f"{part.number}: start={part.start // SECTOR}, size={part.size // SECTOR}, name={part.name}" for part in LAYOUT
+    ]
     return "\n".join(["label: gpt", *rows, ""])

@@ -57,9 +57,21 @@ class CacheServer:
         self._log = socket.with_suffix(".log")
         with self._log.open("wb") as log:
             self._process = subprocess.Popen(
-                ["nbdkit", "--foreground", "--exit-with-parent", "--unix", str(socket), "python",
-                 str(HERE / "volatile_storage.py"), f"file={storage}", f"seed={seed}"],
-                stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+                [
+                    "nbdkit",
+                    "--foreground",
+                    "--exit-with-parent",
+                    "--unix",
+                    str(socket),
+                    "python",
+                    str(HERE / "volatile_storage.py"),
+                    f"file={storage}",
+                    f"seed={seed}",
+                ],
+                stdin=subprocess.DEVNULL,
+                stdout=log,
+                stderr=log,
+            )
         deadline = time.monotonic() + LISTENS_WITHIN
         while not socket.exists():
             if self._process.poll() is not None or time.monotonic() > deadline:
@@ -100,8 +112,11 @@ class Trial:
         case = Case(MODES["usb"], UPDATED, self._update, after, self._stage.holdings(), Record(), now())
         again = [line for part in (verdict.slots, verdict.versions) for line in part(case)]
         # the date of the installation is not what this is about, and the rehearsals look at it
-        return faults + [f"made again: {line.what} is {line.now}, not {line.promised}" for line in again
-                         if not line.ok and not line.what.startswith("manifest")]
+        return faults + [
+            f"made again: {line.what} is {line.now}, not {line.promised}"
+            for line in again
+            if not line.ok and not line.what.startswith("manifest")
+        ]
 
     def _run(self, start: int, cut: Cut | None = None) -> tuple[Started | None, bool]:
         """From a power-on to the restart or the cut: what started, and whether it restarted by itself."""
@@ -140,14 +155,13 @@ def left_behind(before: Holdings, after: Holdings, update: Source) -> list[str]:
     """What a cut may not have done: the active version has to be whole, whichever it is."""
     faults = []
     if after.active not in (before.active, TARGET):
-        return [f"the active partition is \"{after.active}\""]
+        return [f'the active partition is "{after.active}"']
     new = after.active == TARGET
     for slot in SLOTS:
         path = f"dev/mmcblk0{slot.name}"
         if slot.version == after.active:
             image = update.read(slot.image) if new else None
-            whole = after.read(path, len(image)) == image if image else \
-                after.files[path] == before.files[path]
+            whole = after.read(path, len(image)) == image if image else after.files[path] == before.files[path]
             if not whole:
                 faults.append(f"{slot.holds} is not whole")
     images = [update.read("u-boot.img") or b"", before.read("dev/mmcblk0boot0")]
@@ -174,7 +188,7 @@ def play(number: int, arguments: argparse.Namespace) -> list[str]:
     leash = Leash()
     scratch = Path(tempfile.mkdtemp(prefix="powercut-"))
     keeper = Keeper((leash,), scratch)
-    stage = BoardStage(Setting(Path(), "800x480", scratch, False, print, leash, leash))
+    stage = BoardStage(Setting(Path(), "800x480", scratch, False, leash, leash))
     try:
         stage.make_update((), False, scratch / "stick")
         stage.prepare(Scene(USB_SCRIPTS))

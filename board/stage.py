@@ -1,7 +1,7 @@
 """The emulated board as a stage."""
 
 import time
-from collections.abc import Sequence
+from collections.abc import Callable, Sequence
 from contextlib import suppress
 from pathlib import Path
 
@@ -14,15 +14,33 @@ from board.monitor import Gone
 from board.storage import Storage
 from rehearsal.holdings import Holdings
 from rehearsal.sandbox.instrument import SIMULATOR
-from rehearsal.stage import (Complained, Ended, Event, Rebooted, Said, Scene, ScriptEnded, ScriptStarts, Setting,
-                             Stage, StageError, Started, Window)
+from rehearsal.stage import (
+    Complained,
+    Ended,
+    Event,
+    Rebooted,
+    Said,
+    Scene,
+    ScriptEnded,
+    ScriptStarts,
+    Setting,
+    Stage,
+    StageError,
+    Started,
+    Window,
+)
 
 UPDATES = {False: "4.07", True: "4.08"}  # the version that a stick holds, and a download
 SCREENS = ("800x480",)
 UP = "board: firmware "  # the last that the board itself says before the program does
 PROGRAM_IS_UP = "Current bootloader version = "
-GOING_DOWN = ("The system is going down NOW!", "Sent SIGTERM to all processes", "Sent SIGKILL to all processes",
-              "Requesting system reboot", "[")
+GOING_DOWN = (
+    "The system is going down NOW!",
+    "Sent SIGTERM to all processes",
+    "Sent SIGKILL to all processes",
+    "Requesting system reboot",
+    "[",
+)
 LOOKS_EVERY = 0.2  # seconds: a picture has to be fetched to know that it has changed
 
 
@@ -40,7 +58,7 @@ class BoardStage(Stage):
         if setting.by_hand:
             raise StageError("the board's screen is no window that could be touched")
         self._setting = setting
-        self._firmware = Firmware(setting.say)
+        self._firmware = Firmware(print)
         self._storage: Storage | None = None
         self._board: Emulator | None = None
         self._to_plug: Path | None = None
@@ -57,13 +75,14 @@ class BoardStage(Stage):
         images.mkdir(exist_ok=True)
         root = self._firmware.root_image(UPDATES[archive], SIMULATOR / "scripts")
         (images / "rootfs.img").symlink_to(root)
-        run([SIMULATOR / ("make-archive" if archive else "make-stick"), *kind, path],
-            more={"GIVEN_IMAGES": str(images)})
+        run(
+            [SIMULATOR / ("make-archive" if archive else "make-stick"), *kind, path], more={"GIVEN_IMAGES": str(images)}
+        )
 
     def prepare(self, scene: Scene) -> list[str]:
         if scene.blank:
             raise StageError("a blank board cannot be started yet")
-        self._storage = Storage(self._firmware, scene, self._setting.scratch)
+        self._storage = Storage(self._firmware, scene, self._setting.scratch, self._setting.leash)
         return self._storage.unwatched
 
     def plug(self, stick: Path) -> None:
@@ -81,7 +100,7 @@ class BoardStage(Stage):
     def download(self, archive: Path) -> None:
         self._there.download(archive)
 
-    def start(self, option: str | None) -> None:
+    def start(self, option: str | None, say: Callable[[str], None]) -> None:
         if option:
             self._there.ask_for(option.lstrip("-"))
         self.power_on()
@@ -159,8 +178,18 @@ class BoardStage(Stage):
         """With these words more on the kernel's command line."""
         width, height = (int(side) for side in self._setting.size.split("x"))
         firmware = self._firmware
-        self._board = Emulator(Machine(firmware.kernel, firmware.initrd, self._there.image, (width, height),
-                                       self._setting.scratch, parameters, self.cache), self._setting.leash)
+        self._board = Emulator(
+            Machine(
+                firmware.kernel,
+                firmware.initrd,
+                self._there.image,
+                (width, height),
+                self._setting.scratch,
+                parameters,
+                self.cache,
+            ),
+            self._setting.leash,
+        )
         self._is_up = self._ended_told = False
 
     def _cut(self) -> None:
@@ -180,7 +209,7 @@ class BoardStage(Stage):
         if line.startswith(UP):
             self._is_up = True
             version, _, device = line.removeprefix(UP).partition(" from ")
-            return Started(version, device[len(device.rstrip("0123456789")):])
+            return Started(version, device[len(device.rstrip("0123456789")) :])
         if not self._is_up or line.startswith(GOING_DOWN):
             return Complained(line) if line else None
         if line.startswith(PROGRAM_IS_UP) and self._to_plug:

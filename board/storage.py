@@ -12,7 +12,8 @@ from board.firmware import Firmware
 from board.images import MEGABYTE, copy_sparse, make_ext4, make_fat, read_ext4, read_fat, run, write_file, write_text
 from board.layout import BY_NAME, LAYOUT, STORAGE_SIZE, Partition, partition_table
 from rehearsal.holdings import Holdings
-from rehearsal.sandbox.instrument import Instrument
+from rehearsal.leash import Leash
+from rehearsal.sandbox.instrument import Instrument, Tools
 from rehearsal.sandbox.tree import Tree
 from rehearsal.source import parse_manifest
 from rehearsal.stage import Scene
@@ -32,8 +33,11 @@ class Contents(Tree):
         self._slots = {part.device: part for part in LAYOUT if not part.mount}
 
     def marks(self, patterns: Sequence[str]) -> dict[str, str]:
-        slots = {device: f"660 {self._sum(part)}" for device, part in self._slots.items()
-                 if any(fnmatch(device, pattern) for pattern in patterns)}
+        slots = {
+            device: f"660 {self._sum(part)}"
+            for device, part in self._slots.items()
+            if any(fnmatch(device, pattern) for pattern in patterns)
+        }
         return {**super().marks(patterns), **slots}
 
     def read(self, path: str, length: int = -1) -> bytes | None:
@@ -56,12 +60,12 @@ class Contents(Tree):
 class Storage:
     """The internal storage of a board that a scene describes; making the object makes the file."""
 
-    def __init__(self, firmware: Firmware, scene: Scene, scratch: Path):
+    def __init__(self, firmware: Firmware, scene: Scene, scratch: Path, leash: Leash):
         self.image = scratch / "storage.img"
         self.stick: Path | None = None  # the image of the stick that was made last
         self._scratch = scratch
         self._readings = itertools.count(1)
-        instrument = Instrument(scratch / "instrument", scene)
+        instrument = Instrument(scratch / "instrument", scene, Tools(scratch, leash))
         self.unwatched = instrument.unwatched
         self.scripts = (instrument.root / "etc/update", instrument.root / "opt/scripts")
         self._make(firmware, instrument.root)
@@ -112,8 +116,7 @@ class Storage:
         run(["sfdisk", "--quiet", self.image], stdin=partition_table())
         active = (tree / "mnt/recovery/download/partition_c").read_text().strip()
         (tree / ACTIVE).symlink_to(active)
-        trees = {"recovery": tree / "mnt/recovery", "userdata": tree / "mnt/userdata",
-                 "settings": self._settings(tree)}
+        trees = {"recovery": tree / "mnt/recovery", "userdata": tree / "mnt/userdata", "settings": self._settings(tree)}
         for part in LAYOUT:
             if part.name in trees:
                 make_ext4(self.image, trees[part.name], part.size, part.start)
@@ -138,6 +141,16 @@ class Storage:
             raise ValueError(f"{source} does not fit into {part.name}")
         piece = self._scratch / "piece"
         copy_sparse(source, piece)
-        run(["dd", f"if={piece}", f"of={self.image}", "bs=1M", f"seek={part.start}", "oflag=seek_bytes",
-             "conv=notrunc,sparse", "status=none"])
+        run(
+            [
+                "dd",
+                f"if={piece}",
+                f"of={self.image}",
+                "bs=1M",
+                f"seek={part.start}",
+                "oflag=seek_bytes",
+                "conv=notrunc,sparse",
+                "status=none",
+            ]
+        )
         piece.unlink()

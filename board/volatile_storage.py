@@ -29,7 +29,7 @@ class Storage:
         for start, written in self.waiting:
             first, end = max(start, offset), min(start + len(written), offset + length)
             if first < end:
-                content[first - offset:end - offset] = written[first - start:end - start]
+                content[first - offset : end - offset] = written[first - start : end - start]
         return bytes(content)
 
     def store(self, offset: int, content: bytes) -> None:
@@ -52,7 +52,7 @@ class Storage:
             elif happens == "torn":
                 for at in range(0, len(content), SECTOR):
                     if self.fate.random() < 0.5:
-                        self.store(offset + at, content[at:at + SECTOR])
+                        self.store(offset + at, content[at : at + SECTOR])
         self.waiting.clear()
         return counts
 

@@ -8,7 +8,7 @@ from pathlib import Path
 
 from PIL.Image import Image
 
-from rehearsal.folders import write_file
+from rehearsal.folders import naming
 from rehearsal.stage import Stage
 
 SETTLED_AFTER = 0.06  # seconds without a change: the program has painted the whole of it
@@ -31,7 +31,6 @@ class Album:
     def __init__(self, stage: Stage, folder: Path, first_states: tuple[str, ...]):
         self.image: Image | None = None  # what the screen shows
         self.on_demand = False  # pictures are kept only when the owner says so
-        self.taken = 0  # looks at the screen
         self._stage = stage
         self._folder = folder
         self._states = list(first_states)
@@ -40,6 +39,7 @@ class Album:
         self._entered_at = time.monotonic()
         self._changed_at = 0.0
         self._unsaved = False
+        self._heard_since = False  # the console was read after the picture was taken, and told of no other state
         self._pictured = False  # the state has a picture
         self._writer = ThreadPoolExecutor(1)  # what the screen does next must not be missed meanwhile
         self._written: list[Future[None]] = []
@@ -50,6 +50,7 @@ class Album:
         if self._stage.changed():
             self._take()
             return 0.0  # there may be another change already
+        self._heard_since = True
         if not self._unsaved or self.on_demand:
             return None
         left = self._changed_at + SETTLED_AFTER * self._stage.pace - time.monotonic()
@@ -71,7 +72,11 @@ class Album:
 
         A picture that has not come to rest is half way there already, or there.
         """
-        if not self.on_demand and time.monotonic() > self._changed_at + SETTLED_AFTER * self._stage.pace:
+        if (
+            not self.on_demand
+            and self._heard_since
+            and time.monotonic() > self._changed_at + SETTLED_AFTER * self._stage.pace
+        ):
             self.keep()
         self._states = [state]
         self._pictured = False
@@ -100,10 +105,10 @@ class Album:
 
     def _take(self) -> None:
         image = self._stage.picture()
-        self.taken += 1
         empty = image.getcolors(1) is not None  # no window yet, or no more
         if not empty and image != self.image:
             self.image = image
+            self._heard_since = False
             self._changed_at = time.monotonic()
             self._unsaved = True
 
@@ -111,4 +116,5 @@ class Album:
 def write_picture(file: Path, image: Image) -> None:
     content = io.BytesIO()
     image.save(content, "PNG")
-    write_file(file, content.getvalue())
+    with naming(file):
+        file.write_bytes(content.getvalue())

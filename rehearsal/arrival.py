@@ -50,9 +50,12 @@ class Arrival:
     def lines(self, case: Case) -> list[Line]:
         active = case.target or case.mode.tour_ends_with or case.before.active
         manifest = case.source.manifest() if case.target else case.before.manifest(active)
-        return [Line("comes back as", described(self._started), described(Started(manifest.get("core_version", "?"),
-                                                                                  active))),
-                Line("its Versions screen", self._screen, SEEN)]
+        return [
+            Line(
+                "comes back as", described(self._started), described(Started(manifest.get("core_version", "?"), active))
+            ),
+            Line("its Versions screen", self._screen, SEEN),
+        ]
 
     def _offers_versions(self) -> bool:
         return self._may_touch and self._album.at_rest(AT_REST_AFTER * self._stage.pace)

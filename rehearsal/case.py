@@ -14,6 +14,7 @@ NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
 @dataclass(frozen=True)
 class Line:
     """One thing, described twice in the same words: as it is, and as it should be."""
+
     what: str
     now: str
     promised: str
@@ -26,6 +27,7 @@ class Line:
 @dataclass(frozen=True)
 class Case:
     """What was rehearsed, what had to come of it, and what did."""
+
     mode: Mode
     outcome: str
     source: Source

@@ -40,8 +40,10 @@ def choose_source(arguments: argparse.Namespace, stage: Stage, scratch: Path) ->
     if outcome is None:
         path = Path(arguments.stick).resolve()
         if not (path.is_file() if mode.network else (path / "update").is_dir()):
-            raise StageError(f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
-                             f"nor {'an archive' if mode.network else 'a directory that holds update'}")
+            raise StageError(
+                f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
+                f"nor {'an archive' if mode.network else 'a directory that holds update'}"
+            )
         source = Source(path)
         return source, arguments.expect or promise_of(source, mode)
     path = scratch / ("update.zip" if mode.network else "stick")
@@ -80,8 +82,9 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
     return Player(stage, album, arguments.screen, () if arguments.touch else mode.touches, touched)
 
 
-def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path,
-        report: Report) -> tuple[Record, list[Visit], Arrival | None]:
+def run(
+    arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path, report: Report
+) -> tuple[Record, list[Visit], Arrival | None]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     mode = MODES[arguments.mode]
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
@@ -89,7 +92,7 @@ def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path
         player = make_player(arguments, stage, album, report)
         silence = HAND_SILENCE if arguments.touch else arguments.patience * stage.pace
         within = (REBOOTS_WITHIN if reboots else SETTLES_WITHIN) * stage.pace
-        stage.start(mode.option)
+        stage.start(mode.option, report.say)
         report.start_clock()
         record = Follower(stage, album, player, report, Limits(silence, 10 * silence, within)).follow()
         arrival = None
@@ -143,8 +146,9 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, print,
-                                         leash, screen_leash))
+    stage = STAGES[arguments.on](
+        Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash, screen_leash)
+    )
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, scratch) else NOT_AS_PROMISED
@@ -163,11 +167,10 @@ def main() -> int:
         signal.signal(number, signal.default_int_handler)
     try:
         return perform(arguments)
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())  # what is still to be flushed
-        return tell("broken off, nobody reads what it says", UNUSABLE)
     except (StageError, FolderError) as error:
         return tell(str(error), UNUSABLE)
+    except BrokenPipeError:
+        return tell("broken off, nobody reads what it says", UNUSABLE)
     except OSError as error:
         return tell(f"{error.filename}: {error.strerror}" if error.filename else str(error), UNUSABLE)
     except KeyboardInterrupt:
@@ -176,4 +179,8 @@ def main() -> int:
 
 def tell(message: str, status: int) -> int:
     print(f"rehearse: {message}", file=sys.stderr)
+    try:
+        sys.stdout.flush()
+    except OSError:  # Python would try once more, and complain
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
     return status

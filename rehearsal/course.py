@@ -5,8 +5,17 @@ from collections import Counter
 from collections.abc import Collection, Iterator
 
 from rehearsal.case import Case, Line
-from rehearsal.modes import (CLEANUP_SCRIPT, FINISHED, OVERRIDDEN, OVERRIDE_SCRIPT, PROGRESS, REBOOTED, UNZIPPED, UPDATED,
-                   VERIFIED)
+from rehearsal.modes import (
+    CLEANUP_SCRIPT,
+    FINISHED,
+    OVERRIDDEN,
+    OVERRIDE_SCRIPT,
+    PROGRESS,
+    REBOOTED,
+    UNZIPPED,
+    UPDATED,
+    VERIFIED,
+)
 from rehearsal.record import ScriptRun
 
 # What the program prints when a check has found the marker of a rejection, and after which script.
@@ -28,14 +37,14 @@ def judge(case: Case) -> Iterator[Line]:
 
 def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     """The scripts that have to run, in order, with the exit codes they may end with; None is any."""
-    scripts = dict.fromkeys(case.mode.scripts, {"0"})
+    scripts: dict[str, set[str] | None] = dict.fromkeys(case.mode.scripts, {"0"})
     if case.outcome == UPDATED:
         # 1 the display is set like that already, 2 more than one override: the user then updates
         return {OVERRIDE_SCRIPT: {"1", "2"}, **scripts} if case.overrides else scripts
     if case.overrides:
         return {OVERRIDE_SCRIPT: {"0"} if case.outcome == OVERRIDDEN else None}
     rejecting = next((REJECTIONS[line] for line in case.record.lines if line in REJECTIONS), VERIFIED[1])
-    names = case.mode.scripts[:case.mode.scripts.index(rejecting) + 1]
+    names = case.mode.scripts[: case.mode.scripts.index(rejecting) + 1]
     expected = {name: None if name in VERIFIED + UNZIPPED else {"0"} for name in names}
     return {**expected, **dict.fromkeys((CLEANUP_SCRIPT, *REBOOTED), {"0"})} if case.mode.network else expected
 
@@ -83,15 +92,21 @@ def promised_last_word(case: Case) -> str:
     if case.outcome == OVERRIDDEN:
         return "ostat = 0"
     if case.outcome == UPDATED:
-        return "Net Update Successful, rebooting" if case.mode.network else \
-            "Update Successful, exiting" if case.mode.blank else "Update Successful, rebooting"
+        return (
+            "Net Update Successful, rebooting"
+            if case.mode.network
+            else "Update Successful, exiting"
+            if case.mode.blank
+            else "Update Successful, rebooting"
+        )
     return "Net Update Failed, rebooting" if case.mode.network else FINISHED
 
 
 def last_word(case: Case, promised: str) -> str:
     """The promised line if it was the last of its kind."""
-    kind = [line for line in case.record.lines
-            if line in (promised, FINISHED, *REJECTIONS) or PROGRESS.get(line, 0) == 100]
+    kind = [
+        line for line in case.record.lines if line in (promised, FINISHED, *REJECTIONS) or PROGRESS.get(line, 0) == 100
+    ]
     if promised == FINISHED and not any(line in REJECTIONS for line in kind):
         return "no rejection"
     if promised == "ostat = 0" and promised in kind:
@@ -99,7 +114,7 @@ def last_word(case: Case, promised: str) -> str:
     return kind[-1] if kind else "none"
 
 
-def log_text(case: Case, expected: dict) -> str:
+def log_text(case: Case, expected: Collection[str]) -> str:
     text = case.after.text(case.log)
     # the overrides have a log of their own, beside the update's
     names = case.mode.scripts if case.outcome == UPDATED else expected

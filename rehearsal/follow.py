@@ -9,8 +9,18 @@ from rehearsal import modes
 from rehearsal.album import Album
 from rehearsal.record import Record, ScriptRun
 from rehearsal.report import Report
-from rehearsal.stage import (UNSTARTABLE, Complained, Ended, Event, Rebooted, Said, ScriptEnded, ScriptStarts, Stage,
-                             StageError)
+from rehearsal.stage import (
+    UNSTARTABLE,
+    Complained,
+    Ended,
+    Event,
+    Rebooted,
+    Said,
+    ScriptEnded,
+    ScriptStarts,
+    Stage,
+    StageError,
+)
 
 GATE_OPENS_WITHIN = 2.0  # seconds, whatever the screen shows
 SOON = 0.01

@@ -36,17 +36,20 @@ class Leash:
         pipe = os.fstat(self._reading).st_ino
         return [int(process.name) for process in Path("/proc").glob("[0-9]*") if self._holds(process, pipe)]
 
-    def pull(self) -> None:
-        """Ends all who hold it; comes back when nobody does any more."""
+    def pull(self) -> bool:
+        """Ends all who hold it; comes back when nobody does any more, or False if somebody does not go."""
         self.tie()
         killing_at = time.monotonic() + (0.0 if self._first_signal == signal.SIGKILL else ENDS_WITHIN)
         gives_up_at = killing_at + ENDS_WITHIN
         asked = set[int]()
-        while not self._free() and (now := time.monotonic()) < gives_up_at:
+        while not self._free():
+            if (now := time.monotonic()) > gives_up_at:
+                return False
             for process in self.holders():
                 if now >= killing_at or process not in asked:
                     self._end(process, signal.SIGKILL if now >= killing_at else self._first_signal)
                     asked.add(process)
+        return True
 
     def close(self) -> None:
         self.tie()

@@ -42,8 +42,14 @@ SCRIPTS = (OVERRIDE_SCRIPT, *MESSAGES)
 
 CHECKED = ("0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh")
 VERIFIED = ("99-USB-ubootDtbVersionCompatibilityCheck.sh", "2-USB-checkupdatefiles.sh")
-WRITTEN = ("3-USB-UBoot.sh", "4-USB-kernel.sh", "5-USB-recoverykernel.sh", "6-USB-recoveryfs.sh",
-           "7-USB-rootfs.sh", "10-USB-PostUpdate.sh")
+WRITTEN = (
+    "3-USB-UBoot.sh",
+    "4-USB-kernel.sh",
+    "5-USB-recoverykernel.sh",
+    "6-USB-recoveryfs.sh",
+    "7-USB-rootfs.sh",
+    "10-USB-PostUpdate.sh",
+)
 UNZIPPED = ("2-AUTUPD-unzipFirmwareImage.sh",)
 BACKED_UP = ("3-AUTUPD-backupUserFiles.sh",)
 RESTORED = ("11-AUTUPD-restoreUserFiles.sh",)
@@ -52,7 +58,7 @@ REBOOTED = ("11-Reboot.sh",)
 
 USB_SCRIPTS = CHECKED + VERIFIED + WRITTEN + SWITCHED + REBOOTED
 KEEPING_SCRIPTS = CHECKED + VERIFIED + BACKED_UP + WRITTEN + RESTORED + SWITCHED + REBOOTED
-NETWORK_SCRIPTS = CHECKED + UNZIPPED + KEEPING_SCRIPTS[len(CHECKED):]
+NETWORK_SCRIPTS = CHECKED + UNZIPPED + KEEPING_SCRIPTS[len(CHECKED) :]
 REBUILD_SCRIPTS = CHECKED + WRITTEN + SWITCHED + ("11-DCA-Reboot.sh",)
 
 # How a rehearsal may have to end.
@@ -84,6 +90,7 @@ class Mode:
     tour_ends_with: str = ""  # the active version
 
 
+# fmt: off
 MODES = {
     "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",)),
     "keep": Mode("the same with the user files restored afterwards", None, KEEPING_SCRIPTS,
@@ -102,3 +109,4 @@ MODES = {
     "settings": Mode("reset of all system settings", None, tourscreens.SETTINGS_SCRIPTS,
                      sources=(("good", TOURED),), tour=tourscreens.SETTINGS, tour_ends_with="1"),
 }
+# fmt: on

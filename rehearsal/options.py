@@ -38,8 +38,10 @@ def parse_arguments() -> argparse.Namespace:
     if arguments.touch and not os.environ.get("DISPLAY"):
         parser.error("--touch needs a display to open the window on")
     if not math.isfinite(arguments.patience) or arguments.patience < LEAST_PATIENCE:
-        parser.error(f"--patience takes {LEAST_PATIENCE} or more seconds: the program itself is silent for six "
-                     "while it looks for a stick")
+        parser.error(
+            f"--patience takes {LEAST_PATIENCE} or more seconds: the program itself is silent for six "
+            "while it looks for a stick"
+        )
     if not os.access(arguments.program, os.X_OK) or not arguments.program.is_file():
         parser.error(f"there is no program {arguments.program}")
     if arguments.scripts and not arguments.scripts.is_dir():

@@ -22,10 +22,12 @@ class Button:
 
 
 BUTTONS = {
-    "USB": Button({"800x480": (133, 378), "1024x600": (133, 478), "1280x800": (133, 635)},
-                  console="Update in progress"),
-    "Restore Settings": Button({"800x480": (287, 316), "1024x600": (287, 416), "1280x800": (287, 552)},
-                               label=(44, -28, 170, 56)),
+    "USB": Button(
+        {"800x480": (133, 378), "1024x600": (133, 478), "1280x800": (133, 635)}, console="Update in progress"
+    ),
+    "Restore Settings": Button(
+        {"800x480": (287, 316), "1024x600": (287, 416), "1280x800": (287, 552)}, label=(44, -28, 170, 56)
+    ),
 }
 
 
@@ -36,8 +38,9 @@ class Player:
     every turn; `failure` then says which touch was in vain.
     """
 
-    def __init__(self, stage: Stage, album: Album, size: str, touches: tuple[str, ...],
-                 told: Callable[[str, str], None]):
+    def __init__(
+        self, stage: Stage, album: Album, size: str, touches: tuple[str, ...], told: Callable[[str, str], None]
+    ):
         self.failure = ""
         self._stage, self._album = stage, album
         self._size = size
@@ -69,7 +72,7 @@ class Player:
         if not self._tries and not self._album.shows_state():
             return SOON
         if self._tries == len(TRIES):
-            self.failure = f"touching \"{self._left[0]}\" has no effect"
+            self.failure = f'touching "{self._left[0]}" has no effect'
             return None
         self._touch()
         return patience

@@ -40,7 +40,7 @@ class Source:
         """Why an instrument has to reject this update; empty if it has no reason to."""
         bootloader = self.manifest().get("image_bootloader_version", "")
         if bootloader != PROGRAM_BOOTLOADER:
-            return f"it is for bootloader \"{bootloader}\", not {PROGRAM_BOOTLOADER}"
+            return f'it is for bootloader "{bootloader}", not {PROGRAM_BOOTLOADER}'
         listed = self._listed_sums()
         optional = ("post-update.sh",) if self.read("post-update.sh") is not None else ()
         for name in ("manifest.txt", *IMAGES, *optional):
@@ -55,8 +55,11 @@ class Source:
         """The files of the OVERRIDE directory by name, without their sums."""
         directory = self.path / "update/OVERRIDE"
         files = directory.iterdir() if directory.is_dir() else ()
-        return {file.name: file.read_bytes() for file in files
-                if file.is_file() and not file.is_symlink() and file.name != "sha256sums.txt"}
+        return {
+            file.name: file.read_bytes()
+            for file in files
+            if file.is_file() and not file.is_symlink() and file.name != "sha256sums.txt"
+        }
 
     def _listed_sums(self) -> dict[str, str]:
         text = (self.read("sha256sums.txt") or b"").decode(errors="replace")

@@ -44,6 +44,7 @@ MIDDLES = {
 @dataclass(frozen=True)
 class Stop:
     """One touch, and what it leads to. Without `opens` and `back_to` the window in front stays there."""
+
     touch: str  # none: the screen changes by itself
     shows: str  # the name of what is seen then
     opens: str = ""  # a window of this title
@@ -56,15 +57,23 @@ class Stop:
 
 def reset(button: str, name: str, accepted: tuple[str, ...] | None) -> tuple[Stop, ...]:
     """A reset that is accepted, with what it removes, or rejected."""
-    answer = Stop("warning: Reject", f"menu after {name} reset rejected", back_to="menu",
-                  act=f"{name} reset, rejected")
+    answer = Stop("warning: Reject", f"menu after {name} reset rejected", back_to="menu", act=f"{name} reset, rejected")
     if accepted is not None:
-        answer = Stop("warning: Accept", f"menu after {name} reset", back_to="menu", act=f"{name} reset",
-                      does=tuple(f"{path} is gone" for path in accepted))
-    return (Stop(button, f"reset {name}", opens="Dialog"),
-            Stop("reset: Reset", f"{name} reset warning", opens="Dialog"), answer)
+        answer = Stop(
+            "warning: Accept",
+            f"menu after {name} reset",
+            back_to="menu",
+            act=f"{name} reset",
+            does=tuple(f"{path} is gone" for path in accepted),
+        )
+    return (
+        Stop(button, f"reset {name}", opens="Dialog"),
+        Stop("reset: Reset", f"{name} reset warning", opens="Dialog"),
+        answer,
+    )
 
 
+# fmt: off
 LOOKING = (
     Stop("main: Versions", "versions", opens="Versions"),
     Stop("versions: Done", "main again", back_to="main"),
@@ -116,9 +125,6 @@ CHANGES = (
 )
 
 TOOLS = LOOKING + RESETS + MENU_AGAIN + EXPORT + CHANGES
-TOOLS_SCRIPTS = ("RemoveSingleFile.sh", "RemoveSingleFile.sh", "RemoveDetectedDisplayFiles.sh", "ExportFiles.sh",
-                 "ChangeToPartition.sh")
-
 SETTINGS = (
     Stop("main: Support Tools", "menu", opens="Form"),
     *reset("menu: Reset All", "system", None)[:-1],
@@ -127,7 +133,15 @@ SETTINGS = (
                "mnt/userdata/1/cfg/recipe is gone", "mnt/userdata/1/cfg/service.conf is gone",
                "mnt/userdata/1/cfg/teskuihost.conf is gone")),
 )
+# fmt: on
 SETTINGS_SCRIPTS = ("RemoveFilesUsingBackupFileList.sh",)
+TOOLS_SCRIPTS = (
+    "RemoveSingleFile.sh",
+    "RemoveSingleFile.sh",
+    "RemoveDetectedDisplayFiles.sh",
+    "ExportFiles.sh",
+    "ChangeToPartition.sh",
+)
 UTILITY_SCRIPTS = tuple(dict.fromkeys(TOOLS_SCRIPTS + SETTINGS_SCRIPTS))
 
 UPDATE_LOG = "mnt/recovery/update_files/update/update.log"

@@ -6,7 +6,7 @@ import io
 import re
 import tarfile
 import zlib
-from collections.abc import Iterator
+from collections.abc import Collection, Iterator
 
 from rehearsal import course
 from rehearsal.case import Case, Line
@@ -67,13 +67,15 @@ def acts(case: Case, visits: list[Visit]) -> Iterator[Line]:
 
 def changes(before: Holdings, after: Holdings) -> list[str]:
     """What differs, but for the lines that logs have grown by."""
-    words = {path: "is gone" if path not in after.files else "is new" if path not in before.files else "is changed"
-             for path in sorted(set(before.files) | set(after.files))
-             if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")}
+    words = {
+        path: "is gone" if path not in after.files else "is new" if path not in before.files else "is changed"
+        for path in sorted(set(before.files) | set(after.files))
+        if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")
+    }
     return [f"{'media/usb0/*.tgz' if EXPORTED.fullmatch(path) else path} {word}" for path, word in words.items()]
 
 
-def described(changed) -> str:
+def described(changed: Collection[str]) -> str:
     return "; ".join(changed) or NOTHING
 
 
@@ -82,8 +84,8 @@ def archive(case: Case, visits: list[Visit]) -> Iterator[Line]:
     names = [visit.stop.act for visit in visits]
     if all(stop.act != "export" for stop in case.mode.tour):
         return
-    held = visits[names.index("export") - 1].holdings if "export" in names else case.before
-    wanted = exported(held)
+    held = visits[names.index("export") - 1].holdings if "export" in names else None
+    wanted = exported(held or case.before)
     promised = f"{len(wanted)} files as they were: logs, manifests, update log"
     new = [path for path in case.after.files if EXPORTED.fullmatch(path) and path not in case.before.files]
     now = f"{len(new)} archives"
@@ -106,9 +108,8 @@ def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:
         # all of it, to its very end: the last file may be whole where the archive is not
         with tarfile.open(fileobj=io.BytesIO(gzip.decompress(archive))) as tar:
             for member in tar:
-                if member.isfile():
-                    content = tar.extractfile(member).read()
-                    found[member.name.removeprefix("./")] = hashlib.sha256(content).hexdigest()
+                if member.isfile() and (file := tar.extractfile(member)):
+                    found[member.name.removeprefix("./")] = hashlib.sha256(file.read()).hexdigest()
     except (tarfile.TarError, zlib.error, OSError, EOFError) as error:
         return f"{name} cannot be read: {error}"
     faults = [f"{path} is missing" for path in wanted if path not in found]

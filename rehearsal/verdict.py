@@ -10,6 +10,7 @@ from rehearsal.case import Case, Line
 from rehearsal.holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS
 from rehearsal.modes import OVERRIDDEN, UPDATED
 
+
 @dataclass(frozen=True)
 class Slot:
     name: str  # of the device, after "mmcblk0"
@@ -59,11 +60,10 @@ def slot_text(case: Case, path: str, image: str | None) -> str:
         return "no partition any more"
     if UNREADABLE in mark:
         return UNREADABLE
-    payload = case.source.read(image) if image else None
-    if payload:
-        start = case.after.read(path, len(payload))
-        if start == payload:
-            return image
+    payload = image and case.source.read(image)
+    start = case.after.read(path, len(payload)) if payload else b""
+    if image and payload and start == payload:
+        return image
     if mark == case.before.files.get(path):
         return AS_BEFORE
     if payload:
@@ -97,7 +97,7 @@ def describe(manifest: dict[str, str], when: str) -> str:
 
 
 def installed(case: Case, manifest: dict[str, str]) -> str:
-    """"now" if the date lies within the rehearsal, by the instrument's clock or by this machine's."""
+    """ "now" if the date lies within the rehearsal, by the instrument's clock or by this machine's."""
     text = manifest.get("install_date_time", "without a date")
     try:
         date = datetime.datetime.strptime(text, "%Y%m%d %H:%M:%S")
@@ -148,8 +148,11 @@ def leftovers(case: Case) -> Iterator[Line]:
         return
     allowed = (*DOWNLOAD, "home/tesk", *(["etc/display-size"] if case.outcome == OVERRIDDEN else []))
     paths = sorted(set(case.before.files) | set(case.after.files))
-    changed = [path for path in paths if compared(case, path) != AS_BEFORE
-               and not path.startswith(allowed) and not path.endswith(".log")]
+    changed = [
+        path
+        for path in paths
+        if compared(case, path) != AS_BEFORE and not path.startswith(allowed) and not path.endswith(".log")
+    ]
     yield Line("everything else", course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE, AS_BEFORE)
     if case.mode.network:
         rest = [path for path in case.after.files if path.startswith(DOWNLOAD) and not path.endswith(".log")]

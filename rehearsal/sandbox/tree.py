@@ -68,6 +68,5 @@ class Tree:
     def reboots(self) -> int:
         return len((self.read(REBOOTED) or b"").splitlines())
 
-
     def holdings(self) -> Holdings:
         return Holdings(self, self.reboots())

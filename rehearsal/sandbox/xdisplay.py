@@ -2,14 +2,19 @@
 
 import contextlib
 import io
+import select
+import time
 from collections.abc import Iterator
 from typing import Any
 
 from PIL import Image
 from Xlib import X, Xatom, display, error
 from Xlib.ext import damage
+from Xlib.protocol import request
 
 TITLE_LENGTH = 256
+ANSWERS_WITHIN = 30.0  # seconds
+BAND = 160  # rows: the library takes twice as long for a picture of 1280 x 800 in one piece
 LEFT_BUTTON = 1
 Area = tuple[int, int, int, int]  # left, top, width, height
 
@@ -73,10 +78,18 @@ class XDisplay:
         left, top, width, height = area or (0, 0, *self.size)
         self._take_events()
         self._changed = False
+        self._await_answer()
+        image = Image.new("RGB", (width, height))
         with told():
+            self._display.grab_server()  # nobody paints between two bands
             self._display.damage_subtract(self._damage)
-            reply = self._root.get_image(left, top, width, height, X.ZPixmap, 0xFFFFFFFF)
-        return Image.frombytes("RGB", (width, height), reply.data, "raw", "BGRX")
+            for row in range(0, height, BAND):
+                rows = min(BAND, height - row)
+                reply = self._root.get_image(left, top + row, width, rows, X.ZPixmap, 0xFFFFFFFF)
+                image.paste(Image.frombytes("RGB", (width, rows), reply.data, "raw", "BGRX"), (0, row))
+            self._display.ungrab_server()
+            self._display.flush()
+        return image
 
     def touch(self, x: int, y: int) -> None:
         with told():
@@ -87,6 +100,7 @@ class XDisplay:
 
     def top_window(self) -> tuple[int, str]:
         """The window in front: its number and title; 0 if there is none, or if it has just gone."""
+        self._await_answer()
         with told():
             try:
                 for window in reversed(self._root.query_tree().children):
@@ -103,6 +117,17 @@ class XDisplay:
             return ""
         value = title.value
         return value if isinstance(value, str) else bytes(value).decode(errors="replace")
+
+    def _await_answer(self) -> None:
+        """The library waits for a server for ever; so it is asked only when the server has just answered."""
+        deadline = time.monotonic() + ANSWERS_WITHIN
+        with told():
+            question: Any = request.GetInputFocus(display=self._display.display, defer=True)
+            self._display.flush()
+            while not hasattr(question, "revert_to"):  # a field of the answer
+                if not select.select([self], [], [], max(0.0, deadline - time.monotonic()))[0]:
+                    raise DisplayGone("the X server does not answer")
+                self._display.pending_events()
 
     def _take_events(self) -> None:
         with told():

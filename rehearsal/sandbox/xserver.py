@@ -19,20 +19,31 @@ class XServer:
     def __init__(self, size: str, window: bool, log: Path, leash: Leash):
         self._log = log
         name = "Xephyr" if window else "Xvfb"
-        options = (["-screen", f"{size}x24", "-title", "Rehearsal", "-no-host-grab"] if window
-                   else ["-screen", "0", f"{size}x24"])
+        options = (
+            ["-screen", f"{size}x24", "-title", "Rehearsal", "-no-host-grab"]
+            if window
+            else ["-screen", "0", f"{size}x24"]
+        )
         reading, writing = os.pipe()
         try:
             with log.open("wb") as output:
                 # apart from the terminal: Ctrl-C must not take the screen away before the instrument
                 self._process = subprocess.Popen(
                     [name, "-displayfd", str(writing), *options, *COMMON_OPTIONS],
-                    stdin=subprocess.DEVNULL, stdout=output, stderr=output, pass_fds=[writing, leash.end],
-                    start_new_session=True)
+                    stdin=subprocess.DEVNULL,
+                    stdout=output,
+                    stderr=output,
+                    pass_fds=[writing, leash.end],
+                    start_new_session=True,
+                )
             os.close(writing)
             self.display = f":{self._read_number(reading, name)}"
         finally:
             os.close(reading)
+
+    @property
+    def pid(self) -> int:
+        return self._process.pid
 
     def close(self) -> None:
         self._process.terminate()

@@ -11,7 +11,7 @@ from board.images import MEGABYTE, copy_sparse, make_ext4, make_fat, read_ext4, 
 
 
 class Images(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         scratch = tempfile.TemporaryDirectory()
         self.addCleanup(scratch.cleanup)
         self.scratch = Path(scratch.name)
@@ -21,7 +21,7 @@ class Images(unittest.TestCase):
         (self.tree / "secret").write_text("pin\n")
         (self.tree / "secret").chmod(0o600)
 
-    def test_ext4_gives_back_what_it_was_made_from(self):
+    def test_ext4_gives_back_what_it_was_made_from(self) -> None:
         (self.tree / "link").symlink_to("night shift/recipe.txt")
         image = self.scratch / "image"
         image.write_bytes(bytes(3 * MEGABYTE))
@@ -30,28 +30,30 @@ class Images(unittest.TestCase):
         write_text(image, 3 * MEGABYTE, "more", "text\n", self.scratch)
         back = self.scratch / "back"
         read_ext4(image, back, self.scratch, 3 * MEGABYTE, 16 * MEGABYTE)
-        self.assertEqual(sorted(str(file.relative_to(back)) for file in back.rglob("*")),
-                         ["link", "more", "night shift", "night shift/recipe.txt", "secret"])
+        self.assertEqual(
+            sorted(str(file.relative_to(back)) for file in back.rglob("*")),
+            ["link", "more", "night shift", "night shift/recipe.txt", "secret"],
+        )
         self.assertEqual((back / "night shift/recipe.txt").read_text(), "setpoint=41.5\n")
         self.assertEqual((back / "more").read_text(), "text\n")
         self.assertEqual((back / "secret").stat().st_mode & 0o777, 0o600)
         self.assertEqual(os.readlink(back / "link"), "night shift/recipe.txt")
 
-    def test_fat_gives_back_what_it_was_made_from(self):
+    def test_fat_gives_back_what_it_was_made_from(self) -> None:
         image, back = self.scratch / "stick", self.scratch / "back"
         make_fat(image, self.tree, 64 * MEGABYTE)
         read_fat(image, back)
         self.assertEqual((back / "night shift/recipe.txt").read_text(), "setpoint=41.5\n")
         self.assertEqual((back / "secret").read_text(), "pin\n")
 
-    def test_empty_stick(self):
+    def test_empty_stick(self) -> None:
         (self.scratch / "empty").mkdir()
         image, back = self.scratch / "stick", self.scratch / "back"
         make_fat(image, self.scratch / "empty", 64 * MEGABYTE)
         read_fat(image, back)
         self.assertEqual(list(back.iterdir()), [])
 
-    def test_copies_a_piece_with_its_holes(self):
+    def test_copies_a_piece_with_its_holes(self) -> None:
         source, target = self.scratch / "source", self.scratch / "target"
         with source.open("wb") as file:
             file.truncate(64 * MEGABYTE)
@@ -61,7 +63,7 @@ class Images(unittest.TestCase):
         copy_sparse(source, target, 15 * MEGABYTE, 30 * MEGABYTE)
         content = target.read_bytes()
         self.assertEqual(len(content), 30 * MEGABYTE)
-        self.assertEqual(content[5 * MEGABYTE:5 * MEGABYTE + 2], b"20")
+        self.assertEqual(content[5 * MEGABYTE : 5 * MEGABYTE + 2], b"20")
         self.assertEqual(content.replace(b"\0", b""), b"20")
         self.assertLess(target.stat().st_blocks * 512, MEGABYTE)
 

@@ -8,7 +8,7 @@ from board.layout import ALIGNED_TO, LAYOUT, SECTOR, STORAGE_SIZE, UNITS, partit
 
 
 class Layout(unittest.TestCase):
-    def test_has_the_partitions_that_scripts_look_for(self):
+    def test_has_the_partitions_that_scripts_look_for(self) -> None:
         devices = {part.device: part.size for part in LAYOUT}
         for line in (REPOSITORY / "simulator/scripts/partitions.txt").read_text().splitlines():
             name, size = line.split()
@@ -16,7 +16,7 @@ class Layout(unittest.TestCase):
         self.assertIn("dev/mmcblk0boot0", devices)
         self.assertIn("dev/mmcblk0boot1", devices)
 
-    def test_nothing_overlaps(self):
+    def test_nothing_overlaps(self) -> None:
         end = ALIGNED_TO  # the table itself
         for part in LAYOUT:
             self.assertGreaterEqual(part.start, end, part.name)
@@ -24,14 +24,14 @@ class Layout(unittest.TestCase):
             end = part.start + part.size
         self.assertLessEqual(end, STORAGE_SIZE - ALIGNED_TO)  # its copy
 
-    def test_numbers_and_names_are_unique(self):
+    def test_numbers_and_names_are_unique(self) -> None:
         self.assertEqual(len({part.number for part in LAYOUT}), len(LAYOUT))
         self.assertEqual(len({part.name for part in LAYOUT}), len(LAYOUT))
 
-    def test_a_card_has_the_size_of_a_power_of_two(self):
+    def test_a_card_has_the_size_of_a_power_of_two(self) -> None:
         self.assertEqual(STORAGE_SIZE & (STORAGE_SIZE - 1), 0)
 
-    def test_table(self):
+    def test_table(self) -> None:
         first = LAYOUT[0]
         row = f"{first.number}: start={first.start // SECTOR}, size={first.size // SECTOR}, name={first.name}"
         self.assertIn(row, partition_table().splitlines())

@@ -17,7 +17,7 @@ class Arrows(unittest.TestCase):
     def test_table_has_every_room_and_none_that_includes_a_higher_floor(self) -> None:
         self.assertEqual(tuple(self.table), FLOORS)
         for room, allowed in self.table.items():
-            self.assertLessEqual(allowed, set(FLOORS[:FLOORS.index(room)]), room)
+            self.assertLessEqual(allowed, set(FLOORS[: FLOORS.index(room)]), room)
 
     def test_program_includes_as_drawn(self) -> None:
         self.assertEqual(wrong_includes(TOP, self.table), [])
@@ -29,9 +29,10 @@ class Arrows(unittest.TestCase):
             (Path(folder) / "app/above.cpp").write_text('#include "update/below.h"\n')
             (Path(folder) / "logs/below.h").write_text('#pragma once\n# include "tools/utilities.h"\n')
             (Path(folder) / "update/outside.cpp").write_text('#include "tests/support/program.h"\n')
-            self.assertEqual(wrong_includes(Path(folder), self.table),
-                             ["update/outside.cpp includes tests/support/program.h",
-                              "logs/below.h includes tools/utilities.h"])
+            self.assertEqual(
+                wrong_includes(Path(folder), self.table),
+                ["update/outside.cpp includes tests/support/program.h", "logs/below.h includes tools/utilities.h"],
+            )
 
 
 if __name__ == "__main__":

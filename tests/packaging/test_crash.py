@@ -20,9 +20,13 @@ read -r go </run/go-on
 
 
 class Crash(unittest.TestCase):
-    def setUp(self):
-        self.instrument = Startup(self, "TESKUPDATER_MODE=rebootusbupdate", "QT_QPA_PLATFORM=offscreen",
-                                  "unset QT_QPA_GENERIC_PLUGINS FONTCONFIG_FILE")
+    def setUp(self) -> None:
+        self.instrument = Startup(
+            self,
+            "TESKUPDATER_MODE=rebootusbupdate",
+            "QT_QPA_PLATFORM=offscreen",
+            "unset QT_QPA_GENERIC_PLUGINS FONTCONFIG_FILE",
+        )
         tree = self.instrument.tree
         tool("make-stick", tree.parent / "stick")
         tool("plug-stick", tree, tree.parent / "stick")
@@ -33,14 +37,14 @@ class Crash(unittest.TestCase):
         os.mkfifo(tree / "run/go-on")
         self.instrument.open_shell("--ro-bind", PROGRAM, "/opt/bin/teskupdater")
 
-    def crash_at_work(self):
+    def crash_at_work(self) -> None:
         instrument = self.instrument
         instrument.tell("/etc/init.d/teskupdater start")
         instrument.wait_until((instrument.tree / "run/at-work").exists, "the script at work")
         instrument.tell("kill -SEGV $(cat /run/teskupdater/pid)")
         instrument.wait_for_line(WAITS)
 
-    def test_next_start_waits_for_the_script(self):
+    def test_next_start_waits_for_the_script(self) -> None:
         instrument = self.instrument
         self.crash_at_work()
         # the wait is in the file before the lock is asked for a second time, so nothing may come after it
@@ -52,7 +56,7 @@ class Crash(unittest.TestCase):
         instrument.wait_for_line(PROGRAM_IS_UP, 2)
         self.assertTrue((instrument.tree / "run/kernel-written").exists())
 
-    def test_no_update_begins_by_itself(self):
+    def test_no_update_begins_by_itself(self) -> None:
         instrument = self.instrument
         self.crash_at_work()
         instrument.tell("echo go >/run/go-on")

@@ -29,6 +29,7 @@ class FakeStage(Stage):
         self.image = Image.new("RGB", (800, 480))
         self.has_changed = False
         self.touches: list[tuple[int, int]] = []
+        self.on_let_go: Callable[[], None] = lambda: None
         self.on_touch: Callable[[], None] = lambda: None
         self.events: list[list[Event]] = []  # of each turn
         self.rest: list[Event] = []  # when it is stopped
@@ -49,7 +50,7 @@ class FakeStage(Stage):
     def download(self, archive: Path) -> None:
         pass
 
-    def start(self, option: str | None) -> None:
+    def start(self, option: str | None, say: Callable[[str], None]) -> None:
         pass
 
     def descriptors(self) -> list[int]:
@@ -60,6 +61,7 @@ class FakeStage(Stage):
 
     def let_go(self) -> None:
         self.gone_on += 1
+        self.on_let_go()
 
     def changed(self) -> bool:
         return self.has_changed
@@ -88,7 +90,7 @@ class FakeStage(Stage):
 class FakeAlbum(Album):
     """Shows what the stage shows at first, always at rest."""
 
-    def __init__(self, stage: FakeStage):
+    def __init__(self, stage: FakeStage) -> None:
         super().__init__(stage, Path("/nowhere"), ("first",))
         self.image = stage.image
         self.shown = True

@@ -16,13 +16,29 @@ from rehearsal.sandbox import tree
 from rehearsal.source import Source
 
 IMAGES = ("u-boot.img", "kernel.img", "recovery-kernel.img", "recoveryfs.img", "rootfs.img")
-USB_SLOTS = {"boot0": "u-boot.img", "boot1": "u-boot.img", "p3": "recovery-kernel.img", "p2": "recoveryfs.img",
-             "p5": "kernel.img", "p7": "rootfs.img"}
+USB_SLOTS = {
+    "boot0": "u-boot.img",
+    "boot1": "u-boot.img",
+    "p3": "recovery-kernel.img",
+    "p2": "recoveryfs.img",
+    "p5": "kernel.img",
+    "p7": "rootfs.img",
+}
 ALL_SLOTS = ("boot0", "boot1", *(f"p{number}" for number in range(1, 9)))
-USB_SCRIPTS = ("0-checkpartitions.sh", "1-AUTUPD-createRecoverySystem.sh",
-               "99-USB-ubootDtbVersionCompatibilityCheck.sh", "2-USB-checkupdatefiles.sh", "3-USB-UBoot.sh",
-               "4-USB-kernel.sh", "5-USB-recoverykernel.sh", "6-USB-recoveryfs.sh", "7-USB-rootfs.sh",
-               "10-USB-PostUpdate.sh", "11-SetNextPartition.sh", "11-Reboot.sh")
+USB_SCRIPTS = (
+    "0-checkpartitions.sh",
+    "1-AUTUPD-createRecoverySystem.sh",
+    "99-USB-ubootDtbVersionCompatibilityCheck.sh",
+    "2-USB-checkupdatefiles.sh",
+    "3-USB-UBoot.sh",
+    "4-USB-kernel.sh",
+    "5-USB-recoverykernel.sh",
+    "6-USB-recoveryfs.sh",
+    "7-USB-rootfs.sh",
+    "10-USB-PostUpdate.sh",
+    "11-SetNextPartition.sh",
+    "11-Reboot.sh",
+)
 MANIFEST = "core_version=9.9\ncore_build=77\ncore_build_date=20250101\nimage_bootloader_version=V4.05.00\n"
 LOG = "media/usb0/update/update.log"
 STARTED = datetime.datetime.now(datetime.timezone.utc)
@@ -31,7 +47,7 @@ STARTED = datetime.datetime.now(datetime.timezone.utc)
 class Tree:
     """An instrument that runs version 1, with a stick, and what a rehearsal does to it."""
 
-    def __init__(self, test: unittest.TestCase):
+    def __init__(self, test: unittest.TestCase) -> None:
         self.top = Path(tempfile.mkdtemp(prefix="test-verdict-"))
         test.addCleanup(shutil.rmtree, self.top)
         self.root = self.top / "instrument"
@@ -55,16 +71,16 @@ class Tree:
         self.mode, self.outcome = MODES["usb"], UPDATED
         self.record = Record(["Update Successful, rebooting"], [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS])
 
-    def write(self, path: str, text: str):
+    def write(self, path: str, text: str) -> None:
         file = self.root / path
         file.parent.mkdir(parents=True, exist_ok=True)
         file.write_text(text)
 
-    def link_home(self, version: str):
+    def link_home(self, version: str) -> None:
         (self.root / "home/tesk").unlink(missing_ok=True)
         (self.root / "home/tesk").symlink_to(f"../mnt/userdata/{version}")
 
-    def update(self):
+    def update(self) -> None:
         """What an update from the stick does to version 7."""
         for slot, image in USB_SLOTS.items():
             self.write(f"dev/mmcblk0{slot}", f"new {image}" + "\0" * 50)
@@ -77,16 +93,17 @@ class Tree:
         self.write("run/rebooted", "11-Reboot.sh\n")
         self.link_home("7")
 
-    def reject(self):
+    def reject(self) -> None:
         """What is left of an update that the file check turned down."""
         self.outcome = REJECTED
-        self.record = Record(["Verifying Files...FAILED", "FINISHED"],
-                             [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS[:3]])
+        self.record = Record(
+            ["Verifying Files...FAILED", "FINISHED"], [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS[:3]]
+        )
         self.record.runs.append(ScriptRun(USB_SCRIPTS[3], 1.0, 2.0, "3"))
         self.write(LOG, "".join(f"{name}: ok\n" for name in USB_SCRIPTS[:4]) + "kernel.img has a wrong sum\n")
         self.write("tmp/verifyFailed", "kernel.img has a wrong sum\n")
 
-    def override(self):
+    def override(self) -> None:
         """What the installation of an override does."""
         self.outcome, self.mode = OVERRIDDEN, MODES["override"]
         name = "00-USB-installoverrides.sh"

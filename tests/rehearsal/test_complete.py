@@ -8,8 +8,8 @@ HERE = Path(__file__).resolve().parent
 
 
 class Complete(unittest.TestCase):
-    def test_every_method_has_an_entry(self):
-        entries = {}
+    def test_every_method_has_an_entry(self) -> None:
+        entries: dict[str, set[str]] = {}
         listed = (HERE / "CMakeLists.txt").read_text().partition("endfunction()")[2]
         for name, methods in re.findall(r"rehearsal_tests\(([\w.]+)([^)]*)\)", listed):
             entries.setdefault(name, set()).update(methods.split())
@@ -17,8 +17,9 @@ class Complete(unittest.TestCase):
             module = file.stem.removeprefix("test_")
             if module in entries:
                 continue
-            for name, body in re.findall(r"^class (\w+)\(unittest\.TestCase\):\n(.*?)(?=^\S|\Z)", file.read_text(),
-                                         re.MULTILINE | re.DOTALL):
+            for name, body in re.findall(
+                r"^class (\w+)\(unittest\.TestCase\):\n(.*?)(?=^\S|\Z)", file.read_text(), re.MULTILINE | re.DOTALL
+            ):
                 methods = set(re.findall(r"def test_(\w+)\(", body))
                 listed_here = entries[f"{module}.{name}"] - {"SLOW"}
                 if listed_here:

@@ -1,145 +1,242 @@
 """How a rehearsal behaves towards the machine and whoever runs it."""
 
+import contextlib
+import io
 import os
 import re
 import select
 import shutil
 import signal
 import subprocess
-import tempfile
-import time
 import unittest
 import zipfile
 from pathlib import Path
+from typing import IO
+from unittest import mock
 
-from rehearsals import (ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, command, environment,
-                        invisible_screen)
+from fakes import FakeStage
+from rehearsals import (
+    ENDS_WITHIN,
+    PROGRAM,
+    REHEARSAL,
+    REPOSITORY,
+    SIMULATOR,
+    Rehearsal,
+    Running,
+    StrPath,
+    command,
+    directory,
+    environment,
+    invisible_screen,
+)
+from rehearsal.album import Album
+from rehearsal.folders import forget_old, new_folder
 from rehearsal.modes import MODES
+from rehearsal.report import Report
 from rehearsal.sandbox.xdisplay import XDisplay
 from rehearsal.tourscreens import SIZES
 
 NOBODY = 65534
 
 
-def directory(test):
-    path = Path(tempfile.mkdtemp(prefix="test-rehearsal-"))
-    test.addCleanup(shutil.rmtree, path)
-    return path
-
-
-def make(name, *options):
+def make(name: str, *options: StrPath) -> Path:
     subprocess.run([SIMULATOR / name, *options], check=True, stdin=subprocess.DEVNULL)
-    return options[-1]
+    return Path(options[-1])
 
 
-class Running:
-    """A rehearsal in the background, with a directory of its own for everything temporary."""
+def start_in_vain(*options: StrPath, stdout: int | IO[bytes] = subprocess.PIPE) -> subprocess.CompletedProcess[str]:
+    return subprocess.run(
+        command(*options),
+        stdin=subprocess.DEVNULL,
+        stdout=stdout,
+        stderr=subprocess.PIPE,
+        text=True,
+        env=environment(),
+        timeout=ENDS_WITHIN,
+        check=False,
+    )
 
-    def __init__(self, test, *options, **variables):
-        self.test = test
-        self.scratch = directory(test)
-        self.output = ""
-        self.process = subprocess.Popen(
-            command("--folder", directory(test), *options), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT, env=environment(TMPDIR=str(self.scratch), **variables), start_new_session=True)
-        test.addCleanup(self.process.stdout.close)
-        test.addCleanup(self.end)
 
-    def end(self):
-        self.process.kill()
-        self.process.wait()
+class Patience(unittest.TestCase):
+    def assert_refused(self, patience: str) -> None:
+        done = start_in_vain("--patience", patience)
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn("--patience takes 7 or more seconds: the program itself is silent for six", done.stderr)
+        self.assertNotIn("Traceback", done.stderr)
 
-    def read_until(self, text):
-        """Reads what it says up to some text; fails if that does not come."""
-        deadline = time.monotonic() + ENDS_WITHIN
-        while text not in self.output:
-            ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
-            data = os.read(self.process.stdout.fileno(), 65536) if ready else b""
-            self.test.assertTrue(data, f"it never said {text!r}:\n{self.output}")
-            self.output += data.decode()
+    def test_refused(self) -> None:
+        for patience in ("-3", "0", "6.99", "nan", "inf", "1e400"):
+            with self.subTest(patience=patience):
+                self.assert_refused(f"{patience}")
 
-    def wait(self):
-        rest, _ = self.process.communicate(timeout=ENDS_WITHIN)
-        self.output += rest.decode()
-        return self.process.returncode
+    def test_least(self) -> None:
+        """What is taken is enough for the program's own silence."""
+        Rehearsal(self, "--patience", "7").assert_promise_kept()
 
-    def processes(self):
-        """What runs for it: all processes that know its temporary directory."""
-        marks = (f"TMPDIR={self.scratch}\0".encode(), bytes(self.scratch))
-        found = []
-        for process in Path("/proc").glob("[0-9]*"):
-            try:
-                text = (process / "environ").read_bytes() + b"\0" + (process / "cmdline").read_bytes()
-            except OSError:
-                continue  # it has just ended
-            if any(mark in text for mark in marks):
-                found.append(process.name)
-        return found
+
+class NoRoom(unittest.TestCase):
+    """What cannot be written is named, and nothing else is said about it."""
+
+    def test_standard_output(self) -> None:
+        with open("/dev/full", "wb") as full:
+            done = start_in_vain("--folder", directory(self), stdout=full)
+        self.assertEqual((done.returncode, done.stderr), (2, "rehearse: standard output: No space left on device\n"))
+
+    def test_closed_pipe(self) -> None:
+        for said in ("", "Rehearsing", "console"):
+            with self.subTest(said=said):
+                running = Running(self, "--mode", "network", separate_errors=True)
+                running.read_until(said)
+                running.stdout.close()
+                self.assertEqual(running.process.wait(ENDS_WITHIN), 2)
+                self.assertEqual(
+                    running.stderr and running.stderr.read(), b"rehearse: broken off, nobody reads what it says\n"
+                )
+                self.assertEqual(running.processes_after(20), [])
+
+    def test_report(self) -> None:
+        report = Report(Path("/dev/full"))
+        self.addCleanup(report.close)
+        with contextlib.redirect_stdout(io.StringIO()), self.assertRaisesRegex(OSError, "No space left.*'/dev/full'"):
+            report.say("something")
+
+    def test_picture(self) -> None:
+        folder = directory(self)
+        (folder / "01-first.png").symlink_to("/dev/full")
+        stage = FakeStage()
+        stage.image.putpixel((0, 0), (1, 2, 3))
+        stage.has_changed = True
+        album = Album(stage, folder, ("first",))
+        album.settle()
+        with self.assertRaisesRegex(OSError, "No space left.*01-first.png"):
+            album.close()
+
+    def test_full_disk(self) -> None:
+        """A folder on a disk that fills up while the pictures are written."""
+        folder = directory(self)
+        full = ["bwrap", "--dev-bind", "/", "/", "--size", "65536", "--tmpfs", str(folder)]
+        done = subprocess.run(
+            [*full, *command("--mode", "network", "--folder", folder)],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            env=environment(),
+            timeout=ENDS_WITHIN,
+            check=False,
+        )
+        self.assertEqual(done.returncode, 2, done.stdout)
+        self.assertRegex(done.stderr, f"^rehearse: {folder}/[\\w.-]+: No space left on device\n$")
+
+
+class Kept(unittest.TestCase):
+    """Only the newest of the folders that a rehearsal has named itself are kept."""
+
+    def test_oldest_go(self) -> None:
+        rehearsals = directory(self)
+        dated = [f"usb-good-20250101-0000{second:02}" for second in range(30)]
+        for name in (*dated, "usb-good-20250101-000029-2", "usb-good-20250101-000029-10", "of my own", "20250101"):
+            (rehearsals / name).mkdir()
+            (rehearsals / name / "picture.png").touch()
+        (rehearsals / "file-20240101-000000").touch()
+        (rehearsals / "elsewhere-20240101-000000").symlink_to(directory(self))
+        forget_old(rehearsals)
+        self.assertEqual(
+            {path.name for path in rehearsals.iterdir()},
+            {
+                *dated[12:],
+                "usb-good-20250101-000029-2",
+                "usb-good-20250101-000029-10",
+                "of my own",
+                "20250101",
+                "file-20240101-000000",
+                "elsewhere-20240101-000000",
+            },
+        )
+        (rehearsals / "keep-good-20250101-000029-9").mkdir()
+        (rehearsals / "keep-good-20250101-000030").mkdir()
+        forget_old(rehearsals)
+        kept = {path.name for path in rehearsals.iterdir()}
+        self.assertNotIn(dated[13], kept)
+        self.assertIn(dated[14], kept)
+
+    def test_named_like_that(self) -> None:
+        """The names that are given are those that are forgotten."""
+        with mock.patch("rehearsal.folders.REHEARSALS", directory(self)) as rehearsals:
+            made = [new_folder("usb", "/my/own stick") for _ in range(20)]
+            for number, folder in enumerate(made):
+                folder.rename(rehearsals / f"usb-own-stick-20250101-0000{number:02}")
+            newest = [new_folder("network", "my.zip") for _ in range(3)]
+            left = sorted(folder.name for folder in rehearsals.iterdir() if folder not in newest)
+        self.assertTrue(all(folder.is_dir() for folder in newest))
+        self.assertEqual(left, [f"usb-own-stick-20250101-0000{number:02}" for number in range(3, 20)])
+        self.assertRegex(newest[0].name, r"^network-my\.zip-\d{8}-\d{6}$")
 
 
 class BrokenOff(unittest.TestCase):
-    def assert_nothing_left(self, number):
+    def assert_nothing_left(self, number: signal.Signals) -> None:
         running = Running(self, "--mode", "network")
         running.read_until("3-USB-UBoot.sh starts")
         self.assertGreater(len(running.processes()), 2)
         running.process.send_signal(number)
         self.assertEqual(running.wait(), 130, running.output)
-        deadline = time.monotonic() + 20  # what is killed takes a moment to go
-        while (left := running.processes()) and time.monotonic() < deadline:
-            time.sleep(0.05)
-        self.assertEqual(left, [])
+        self.assertEqual(running.processes_after(20), [])
         self.assertEqual(list(running.scratch.iterdir()), [])
 
-    def test_interrupt(self):
+    def test_interrupt(self) -> None:
         self.assert_nothing_left(signal.SIGINT)
 
-    def test_terminate(self):
+    def test_terminate(self) -> None:
         self.assert_nothing_left(signal.SIGTERM)
 
-    def test_killed(self):
-        """Even then no process stays; only the files do."""
+    def test_killed(self) -> None:
+        """Even then nothing stays."""
         running = Running(self, "--mode", "network")
         running.read_until("3-USB-UBoot.sh starts")
         running.process.kill()
         running.process.wait()
-        deadline = time.monotonic() + 20
-        while (left := running.processes()) and time.monotonic() < deadline:
-            time.sleep(0.05)
-        self.assertEqual(left, [])
+        self.assertEqual(running.processes_after(20), [])
+        self.assertEqual(list(running.scratch.iterdir()), [])
 
 
 class Traces(unittest.TestCase):
-    def test_nothing_left_behind(self):
+    def test_nothing_left_behind(self) -> None:
         running = Running(self, "--mode", "network")
         self.assertEqual(running.wait(), 0, running.output)
         self.assertEqual(list(running.scratch.iterdir()), [])
         self.assertEqual(running.processes(), [])
 
-    def test_links_of_a_script_lead_nowhere(self):
+    def test_links_of_a_script_lead_nowhere(self) -> None:
         """Clearing up must not follow a link out of the instrument."""
         outside = directory(self)
         outside.chmod(0o751)
         scripts = directory(self)
         shutil.copytree(SIMULATOR / "scripts", scripts, dirs_exist_ok=True)
         (scripts / "10-USB-PostUpdate.sh").write_text(
-            f"#!/bin/sh\nln -s {outside} /mnt/away\n"
-            "echo ${0##*/} >>/mnt/recovery/update_files/update/update.log\n")
+            f"#!/bin/sh\nln -s {outside} /mnt/away\n" "echo ${0##*/} >>/mnt/recovery/update_files/update/update.log\n"
+        )
         running = Running(self, "--mode", "network", "--scripts", scripts)
         self.assertEqual(running.wait(), 0, running.output)
         self.assertEqual(outside.stat().st_mode & 0o777, 0o751)
         self.assertEqual(list(running.scratch.iterdir()), [])
 
-    def test_own_stick_is_only_read(self):
+    def test_own_stick_is_only_read(self) -> None:
         stick = make("make-stick", directory(self))
         before = {path: path.read_bytes() for path in stick.rglob("*") if path.is_file()}
         Rehearsal(self, "--mode", "rebootusb", "--stick", stick).assert_promise_kept()
         self.assertEqual({path: path.read_bytes() for path in stick.rglob("*") if path.is_file()}, before)
 
-    def test_folder_in_use(self):
+    def test_folder_is_a_file(self) -> None:
+        file = directory(self) / "file"
+        file.touch()
+        for folder in (file, file / "below"):
+            done = start_in_vain("--folder", folder)
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertRegex(done.stderr, f"^rehearse: {folder}(: Not a directory| is no folder)\n$")
+
+    def test_folder_in_use(self) -> None:
         folder = directory(self)
         (folder / "picture.png").write_text("of another rehearsal")
-        done = subprocess.run(command("--folder", folder), capture_output=True, text=True, env=environment(),
-                              timeout=ENDS_WITHIN, check=False)
+        done = start_in_vain("--folder", folder)
         self.assertEqual(done.returncode, 2)
         self.assertIn("is not empty", done.stderr)
 
@@ -147,38 +244,40 @@ class Traces(unittest.TestCase):
 class OwnSticks(unittest.TestCase):
     """What has to come of an integrator's stick is seen from the stick itself."""
 
-    def test_bad(self):
+    def test_bad(self) -> None:
         stick = make("make-stick", "--bad", "missingfile", directory(self))
         rehearsal = Rehearsal(self, "--mode", "rebootusb", "--stick", stick)
         rehearsal.assert_promise_kept()
-        self.assertIn("It has to end rejected.\nWhat is wrong with the update: recoveryfs.img is missing.",
-                      rehearsal.output)
+        self.assertIn(
+            "It has to end rejected.\nWhat is wrong with the update: recoveryfs.img is missing.", rehearsal.output
+        )
 
-    def test_bad_expected_to_be_good(self):
+    def test_bad_expected_to_be_good(self) -> None:
         stick = make("make-stick", "--bad", "missingfile", directory(self))
         Rehearsal(self, "--mode", "rebootusb", "--stick", stick, "--expect", "updated").assert_found_out(
-            "last word", "FINISHED")
+            "last word", "FINISHED"
+        )
 
-    def test_archive(self):
+    def test_archive(self) -> None:
         archive = directory(self) / "mine.zip"
         make("make-archive", archive)
         with zipfile.ZipFile(archive) as file:
             self.assertIn("manifest.txt", file.namelist())
         Rehearsal(self, "--mode", "network", "--stick", archive).assert_promise_kept()
 
-    def test_unknown(self):
+    def test_unknown(self) -> None:
         rehearsal = Rehearsal(self, "--stick", "nosuchstick")
         self.assertEqual(rehearsal.status, 2)
         self.assertIn("nosuchstick is none of the mode's sticks", rehearsal.output)
 
 
 class Others(unittest.TestCase):
-    def test_side_by_side(self):
+    def test_side_by_side(self) -> None:
         both = [Running(self, "--mode", mode) for mode in ("network", "rebootusb")]
         self.assertEqual([running.wait() for running in both], [0, 0], "\n".join(running.output for running in both))
 
     @unittest.skipIf(os.getuid() != 0, "every test here is one for a plain user then")
-    def test_plain_user(self):
+    def test_plain_user(self) -> None:
         top = directory(self)
         for folder in (REHEARSAL, SIMULATOR):
             shutil.copytree(folder, top / folder.name, ignore=shutil.ignore_patterns("__pycache__"))
@@ -190,11 +289,25 @@ class Others(unittest.TestCase):
         (top / "temporary").mkdir(mode=0o777)
         (top / "temporary").chmod(0o777)
         done = subprocess.run(
-            ["setpriv", "--reuid", str(NOBODY), "--regid", str(NOBODY), "--clear-groups",
-             *command("--mode", "keep", "--folder", top / "pictures", rehearsal=top / "rehearsal",
-                      program=top / "program")],
-            stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=ENDS_WITHIN, cwd=top, check=False,
-            env=environment(TMPDIR=str(top / "temporary"), HOME=str(top)))
+            [
+                "setpriv",
+                "--reuid",
+                str(NOBODY),
+                "--regid",
+                str(NOBODY),
+                "--clear-groups",
+                *command(
+                    "--mode", "keep", "--folder", top / "pictures", rehearsal=top / "rehearsal", program=top / "program"
+                ),
+            ],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=ENDS_WITHIN,
+            cwd=top,
+            check=False,
+            env=environment(TMPDIR=str(top / "temporary"), HOME=str(top)),
+        )
         self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
         self.assertEqual(list((top / "temporary").iterdir()), [])
 
@@ -202,14 +315,14 @@ class Others(unittest.TestCase):
 class Window(unittest.TestCase):
     """With a display the instrument's screen is a window on it."""
 
-    def setUp(self):
-        self.display = invisible_screen(self, "1024x600")
+    def setUp(self) -> None:
+        self.display = invisible_screen(self, "1024x600").display
 
-    def test_played(self):
+    def test_played(self) -> None:
         running = Running(self, "--mode", "keep", DISPLAY=self.display)
         self.assertEqual(running.wait(), 0, running.output)
 
-    def test_touched_by_hand(self):
+    def test_touched_by_hand(self) -> None:
         running = Running(self, "--touch", DISPLAY=self.display)
         running.read_until("| BOARD Previously Flashed - Partition 2 already exists")
         finger, touches = XDisplay(self.display), 0
@@ -218,17 +331,17 @@ class Window(unittest.TestCase):
             finger.touch(133, 378)
             touches += 1
             self.assertLess(touches, 20, running.output)
-            if select.select([running.process.stdout], [], [], 2)[0]:
-                running.output += os.read(running.process.stdout.fileno(), 65536).decode()
+            if select.select([running.stdout], [], [], 2)[0]:
+                running.output += os.read(running.stdout.fileno(), 65536).decode()
         self.assertEqual(running.wait(), 0, running.output)
         self.assertNotIn("  touch   ", running.output)
 
-    def test_no_such_display(self):
+    def test_no_such_display(self) -> None:
         running = Running(self, "--mode", "network", DISPLAY=":54321")
         self.assertEqual(running.wait(), 0, running.output)
         self.assertIn("going on without a window", running.output)
 
-    def test_touch_without_display(self):
+    def test_touch_without_display(self) -> None:
         rehearsal = Rehearsal(self, "--touch")
         self.assertEqual(rehearsal.status, 2)
         self.assertIn("--touch needs a display", rehearsal.output)
@@ -237,23 +350,29 @@ class Window(unittest.TestCase):
 class Usage(unittest.TestCase):
     """The help is a text that needs nothing installed; it must not fall behind."""
 
-    def test_help_at_once(self):
+    def test_help_at_once(self) -> None:
         # with nothing but a shell and cat at hand, anything else would fail
         tools = directory(self)
         for tool in ("sh", "cat", "dirname"):
-            (tools / tool).symlink_to(shutil.which(tool))
-        done = subprocess.run([tools / "sh", REPOSITORY / "rehearse", "--help"], capture_output=True, text=True,
-                              env={"PATH": str(tools)}, check=False)
+            (tools / tool).symlink_to(str(shutil.which(tool)))
+        done = subprocess.run(
+            [tools / "sh", REPOSITORY / "rehearse", "--help"],
+            capture_output=True,
+            text=True,
+            env={"PATH": str(tools)},
+            check=False,
+        )
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         self.assertEqual(done.stdout, (REHEARSAL / "usage.txt").read_text())
 
-    def test_tells_every_mode(self):
+    def test_tells_every_mode(self) -> None:
         table = (REHEARSAL / "usage.txt").read_text().partition("\nmode ")[2]
         rows = re.findall(r"^(\w+) {2,}(\S.*?) {2,}(.+)$", table, re.MULTILINE)
-        self.assertEqual(rows, [(name, mode.summary, " ".join(stick for stick, _ in mode.sources))
-                                for name, mode in MODES.items()])
+        self.assertEqual(
+            rows, [(name, mode.summary, " ".join(stick for stick, _ in mode.sources)) for name, mode in MODES.items()]
+        )
 
-    def test_tells_every_screen(self):
+    def test_tells_every_screen(self) -> None:
         text = (REHEARSAL / "usage.txt").read_text()
         for size in SIZES:
             self.assertIn(size, text)

@@ -3,11 +3,14 @@
 import os
 import select
 import shutil
+import signal
 import subprocess
 import tempfile
 import time
 import unittest
+from collections.abc import Callable
 from pathlib import Path
+from unittest import mock
 
 from fakes import FakeAlbum, FakeStage
 from rehearsals import invisible_screen
@@ -15,10 +18,10 @@ from PIL import Image
 from rehearsal.album import Album, slug, write_picture
 from rehearsal.lines import Lines
 from rehearsal.player import BUTTONS, Player
-from rehearsal.sandbox.xdisplay import XDisplay
+from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 
 
-def scratch(test):
+def scratch(test: unittest.TestCase) -> Path:
     path = Path(tempfile.mkdtemp(prefix="test-follow-"))
     test.addCleanup(shutil.rmtree, path)
     return path
@@ -39,13 +42,13 @@ class Console(unittest.TestCase):
         self.assertTrue(lines.ended)
         return taken
 
-    def test_lines(self):
+    def test_lines(self) -> None:
         self.assertEqual(self.lines_of(b"one\ntw", b"o\n\nthr", b"ee"), ["one", "two", "", "three"])
 
-    def test_no_text(self):
+    def test_no_text(self) -> None:
         self.assertEqual(self.lines_of(b"\xff\xfe\n"), ["\ufffd\ufffd"])
 
-    def test_endless_line(self):
+    def test_endless_line(self) -> None:
         """It is never held as a whole."""
         taken = self.lines_of(*[b"x" * 5000] * 20)
         self.assertGreater(len(taken), 10)
@@ -55,7 +58,7 @@ class Console(unittest.TestCase):
 class ScreenStage(FakeStage):
     """Has a real screen."""
 
-    def __init__(self, display: XDisplay):
+    def __init__(self, display: XDisplay) -> None:
         super().__init__()
         self.display = display
 
@@ -67,35 +70,52 @@ class ScreenStage(FakeStage):
 
 
 class Pictures(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         self.folder = scratch(self)
-        self.name = invisible_screen(self, "1024x600")
-        self.display = XDisplay(self.name)
+        self.server = invisible_screen(self, "1024x600")
+        self.display = XDisplay(self.server.display)
         self.addCleanup(self.display.close)
         self.album = Album(ScreenStage(self.display), self.folder, ("first", "second"))
         self.addCleanup(self.album.close)
 
-    def show(self, colour: str, geometry: str = "200x100+10+20"):
+    def show(self, colour: str, geometry: str = "200x100+10+20") -> None:
         """A window of one colour, shown as long as the test runs."""
-        process = subprocess.Popen(["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
-                                   env={**os.environ, "DISPLAY": self.name}, stderr=subprocess.DEVNULL)
+        process = subprocess.Popen(
+            ["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
+            env={**os.environ, "DISPLAY": self.server.display},
+            stderr=subprocess.DEVNULL,
+        )
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
 
-    def wait_for(self, condition):
+    def wait_for(self, condition: Callable[[], bool]) -> None:
         deadline = time.monotonic() + 60
         while not condition():
             self.assertLess(time.monotonic(), deadline)
             wait = self.album.settle()
             select.select([self.display], [], [], 0.02 if wait is None else wait)
 
-    def pixel(self, x, y):
-        return self.album.image.getpixel((x, y))
+    def pixel(self, x: int, y: int) -> object:
+        return self.album.image and self.album.image.getpixel((x, y))
 
-    def test_size(self):
+    def test_server_does_not_answer(self) -> None:
+        os.kill(self.server.pid, signal.SIGSTOP)
+        self.addCleanup(os.kill, self.server.pid, signal.SIGCONT)
+        with mock.patch("rehearsal.sandbox.xdisplay.ANSWERS_WITHIN", 0.2):
+            for question in (self.display.picture, self.display.top_window):
+                with self.assertRaisesRegex(DisplayGone, "does not answer"):
+                    question()
+
+    def test_server_goes_away(self) -> None:
+        os.kill(self.server.pid, signal.SIGTERM)
+        with self.assertRaises(DisplayGone):
+            while True:
+                self.display.picture()
+
+    def test_size(self) -> None:
         self.assertEqual(self.display.size, (1024, 600))
 
-    def test_states(self):
+    def test_states(self) -> None:
         # an empty screen is no state
         self.wait_for(lambda: self.album.settle() is None)
         self.assertIsNone(self.album.image)
@@ -114,34 +134,34 @@ class Pictures(unittest.TestCase):
 
 
 class Files(unittest.TestCase):
-    def test_read_by_others(self):
+    def test_read_by_others(self) -> None:
         picture = Image.frombytes("RGB", (2, 2), bytes((255, 0, 0, 0, 255, 0, 0, 0, 255, 3, 2, 1)))
         file = scratch(self) / "picture.png"
         write_picture(file, picture)
         done = subprocess.run(["convert", file, "-depth", "8", "rgb:-"], capture_output=True, check=True)
         self.assertEqual(done.stdout, bytes((255, 0, 0, 0, 255, 0, 0, 0, 255, 3, 2, 1)))
 
-    def test_slug(self):
+    def test_slug(self) -> None:
         self.assertEqual(slug("10 Verifying Recovery Filesystem..."), "10-verifying-recovery-filesystem")
 
 
 class Touches(unittest.TestCase):
     """A touch that has no effect is tried again, and then told."""
 
-    def setUp(self):
+    def setUp(self) -> None:
         self.stage = FakeStage()
         self.album = FakeAlbum(self.stage)
-        self.told = []
+        self.told: list[str] = []
 
-    def player(self, *touches):
+    def player(self, *touches: str) -> Player:
         return Player(self.stage, self.album, "800x480", touches, lambda name, where: self.told.append(name))
 
-    def test_waits_for_the_buttons(self):
+    def test_waits_for_the_buttons(self) -> None:
         player = self.player("USB")
         self.assertIsNone(player.step())
         self.assertEqual(self.told, [])
 
-    def test_in_turn(self):
+    def test_in_turn(self) -> None:
         player = self.player("Restore Settings", "USB")
         player.begin()
         self.album.shown = False
@@ -161,7 +181,7 @@ class Touches(unittest.TestCase):
         self.assertIsNone(player.step())
         self.assertEqual(player.failure, "")
 
-    def test_in_vain(self):
+    def test_in_vain(self) -> None:
         player = self.player("USB")
         player.begin()
         for _ in range(10):

@@ -7,36 +7,41 @@ from handmade import IMAGES, MANIFEST, Tree
 
 
 class Flaw(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         self.tree = Tree(self)
         self.update = self.tree.top / "stick/update"
         self.sums()
 
-    def sums(self):
-        (self.update / "sha256sums.txt").write_text("".join(
-            f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
-            for name in ("manifest.txt", *IMAGES)))
+    def sums(self) -> None:
+        (self.update / "sha256sums.txt").write_text(
+            "".join(
+                f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
+                for name in ("manifest.txt", *IMAGES)
+            )
+        )
 
-    def test_none(self):
+    def test_none(self) -> None:
         self.assertEqual(self.tree.source.flaw(), "")
 
-    def test_each_image(self):
+    def test_each_image(self) -> None:
         for name in IMAGES:
             file = self.update / name
             good = file.read_bytes()
-            for content, flaw in ((b"X" + good[1:], f"{name} has not the sum listed for it"),
-                                  (b"", f"{name} is missing")):
+            for content, flaw in (
+                (b"X" + good[1:], f"{name} has not the sum listed for it"),
+                (b"", f"{name} is missing"),
+            ):
                 with self.subTest(flaw=flaw):
                     file.write_bytes(content)
                     self.assertEqual(self.tree.source.flaw(), flaw)
             file.write_bytes(good)
 
-    def test_bootloader(self):
+    def test_bootloader(self) -> None:
         (self.update / "manifest.txt").write_text(MANIFEST.replace("V4.05.00", "V4.06.00"))
         self.sums()
         self.assertEqual(self.tree.source.flaw(), 'it is for bootloader "V4.06.00", not V4.05.00')
 
-    def test_unlisted_script(self):
+    def test_unlisted_script(self) -> None:
         (self.update / "post-update.sh").write_text("rm -rf /\n")
         self.assertEqual(self.tree.source.flaw(), "post-update.sh has not the sum listed for it")
 

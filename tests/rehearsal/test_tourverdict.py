@@ -4,6 +4,7 @@ import io
 import tarfile
 import tempfile
 import unittest
+from collections.abc import Mapping, Sequence
 from pathlib import Path
 from unittest import mock
 
@@ -17,40 +18,46 @@ from rehearsal.tourscreens import MIDDLES, SETTINGS, TOOLS, Stop
 
 
 class Changes(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         self.tree = handmade.Tree(self)
 
-    def changes(self):
+    def changes(self) -> list[str]:
         return tourverdict.changes(self.tree.before, self.tree.holdings())
 
-    def test_nothing(self):
+    def test_nothing(self) -> None:
         self.assertEqual(self.changes(), [])
 
-    def test_all_kinds(self):
+    def test_all_kinds(self) -> None:
         (self.tree.root / "etc/pointercal").unlink()
         self.tree.write("mnt/recovery/download/partition_c", "7\n")
         self.tree.write("media/usb0/diagnostics-1.tgz", "archive")
         self.tree.write("dev/mmcblk0p8", "damaged")
         self.tree.write("var/log/maintenance.log", "a line")
-        self.assertEqual(self.changes(), [
-            "dev/mmcblk0p8 is changed", "etc/pointercal is gone", "media/usb0/*.tgz is new",
-            "mnt/recovery/download/partition_c is changed"])
+        self.assertEqual(
+            self.changes(),
+            [
+                "dev/mmcblk0p8 is changed",
+                "etc/pointercal is gone",
+                "media/usb0/*.tgz is new",
+                "mnt/recovery/download/partition_c is changed",
+            ],
+        )
 
-    def test_permissions_and_links(self):
+    def test_permissions_and_links(self) -> None:
         (self.tree.root / "mnt/userdata/1/notes").chmod(0o600)
         self.tree.link_home("8")
         self.assertEqual(self.changes(), ["home/tesk is changed", "mnt/userdata/1/notes is changed"])
 
 
 class Archive(unittest.TestCase):
-    def setUp(self):
+    def setUp(self) -> None:
         self.tree = handmade.Tree(self)
         self.tree.write("var/log/messages", "a message\n")
         self.tree.write("mnt/recovery/update_files/update/update.log", "updated\n")
         self.wanted = tourverdict.exported(self.tree.holdings())
         self.file = Path(tempfile.mkdtemp(dir=self.tree.top)) / "x.tgz"
 
-    def pack(self, without="", spoilt=""):
+    def pack(self, without: str = "", spoilt: str = "") -> None:
         with tarfile.open(self.file, "w:gz") as tar:
             for path in self.wanted:
                 content = (self.tree.root / path).read_bytes() + (b"!" if path == spoilt else b"")
@@ -59,31 +66,37 @@ class Archive(unittest.TestCase):
                 if path != without:
                     tar.addfile(member, io.BytesIO(content))
 
-    def fault(self):
+    def fault(self) -> str:
         return tourverdict.archive_text(self.file.name, self.file.read_bytes(), self.wanted)
 
-    def test_whole(self):
+    def test_whole(self) -> None:
         self.pack()
         self.assertEqual(self.fault(), "")
-        self.assertEqual(sorted(self.wanted), [
-            "mnt/recovery/update_files/1manifest.txt", "mnt/recovery/update_files/7manifest.txt",
-            "mnt/recovery/update_files/8manifest.txt", "mnt/recovery/update_files/update/update.log",
-            "var/log/messages"])
+        self.assertEqual(
+            sorted(self.wanted),
+            [
+                "mnt/recovery/update_files/1manifest.txt",
+                "mnt/recovery/update_files/7manifest.txt",
+                "mnt/recovery/update_files/8manifest.txt",
+                "mnt/recovery/update_files/update/update.log",
+                "var/log/messages",
+            ],
+        )
 
-    def test_file_missing(self):
+    def test_file_missing(self) -> None:
         self.pack(without="var/log/messages")
         self.assertEqual(self.fault(), "var/log/messages is missing")
 
-    def test_file_differs(self):
+    def test_file_differs(self) -> None:
         self.pack(spoilt="mnt/recovery/update_files/7manifest.txt")
         self.assertEqual(self.fault(), "mnt/recovery/update_files/7manifest.txt differs")
 
-    def test_no_archive(self):
+    def test_no_archive(self) -> None:
         for content in (b"", b"no archive", b"\x1f\x8b\x08"):
             self.file.write_bytes(content)
             self.assertIn("cannot be read", self.fault())
 
-    def test_truncated(self):
+    def test_truncated(self) -> None:
         self.pack()
         content = self.file.read_bytes()
         for length in range(1, len(content), 7):
@@ -94,16 +107,17 @@ class Archive(unittest.TestCase):
 class Lost(unittest.TestCase):
     """The tour itself, on a screen and a clock of its own: what it touches has the effects given here."""
 
-    def setUp(self):
-        self.now, self.touches = 1000.0, []
+    def setUp(self) -> None:
+        self.now = 1000.0
+        self.touches: list[str] = []
         self.set_stage()
 
-    def set_stage(self):
+    def set_stage(self) -> None:
         self.stage = FakeStage()
         self.album = FakeAlbum(self.stage)
 
-    def play(self, stops, effects):
-        def touched(name, _):
+    def play(self, stops: tuple[Stop, ...], effects: Sequence[Mapping[str, object]]) -> tour.Tour:
+        def touched(name: str, _: str) -> None:
             self.touches.append(name)
             if len(self.touches) <= len(effects):
                 self.stage.__dict__.update(effects[len(self.touches) - 1])
@@ -116,17 +130,26 @@ class Lost(unittest.TestCase):
                 self.now += 0.05
         return played
 
-    def test_reached(self):
-        played = self.play((Stop("main: Versions", "versions", opens="Versions"),
-                            Stop("versions: Done", "main again", back_to="main")),
-                           ({"front": Window(2, "Versions")}, {"front": Window(1, "MainWindow")}))
+    def test_reached(self) -> None:
+        played = self.play(
+            (
+                Stop("main: Versions", "versions", opens="Versions"),
+                Stop("versions: Done", "main again", back_to="main"),
+            ),
+            ({"front": Window(2, "Versions")}, {"front": Window(1, "MainWindow")}),
+        )
         self.assertEqual((played.failure, self.album.kept), ("", ["versions", "main again"]))
 
-    def test_by_hand_it_touches_nothing_and_waits(self):
+    def test_by_hand_it_touches_nothing_and_waits(self) -> None:
         told = []
-        played = tour.Tour(self.stage, self.album, "800x480",
-                           (Stop("main: Versions", "versions", opens="Versions"),),
-                           lambda *words: told.append(words), True)
+        played = tour.Tour(
+            self.stage,
+            self.album,
+            "800x480",
+            (Stop("main: Versions", "versions", opens="Versions"),),
+            lambda *words: told.append(words),
+            True,
+        )
         with mock.patch("rehearsal.tour.time.monotonic", lambda: self.now):
             played.begin()
             for _ in range(1000):
@@ -138,44 +161,72 @@ class Lost(unittest.TestCase):
         self.assertEqual((played.failure, told), ("", [("main: Versions", "yourself")]))
         self.assertEqual(self.stage.touches, [])
 
-    def test_no_effect(self):
+    def test_told_by_pictures(self) -> None:
+        """Where nobody tells which window is in front, another screen is another picture, and buttons may differ."""
+        main, versions = (Image.new("RGB", (800, 480), colour) for colour in ("navy", "white"))
+        main_again = main.copy()
+        main_again.paste("yellow", (600, 300, 780, 460))  # the button that was touched
+        stops = (
+            Stop("main: Versions", "versions", opens="Versions"),
+            Stop("versions: Done", "main again", back_to="main"),
+        )
+        for seen, failure in (
+            ([versions, main_again], ""),
+            ([main_again], "there is no versions"),
+            ([versions], "there is no main again"),
+        ):
+            with self.subTest(failure=failure):
+                self.set_stage()
+                self.stage.tells_windows, self.stage.front = False, None
+                self.stage.image = self.album.image = main
+                self.touches.clear()
+                played = self.play(stops, [{"image": image} for image in seen])
+                self.assertEqual(played.failure.rpartition('" ')[2], failure)
+
+    def test_no_effect(self) -> None:
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ())
         self.assertEqual(self.touches, ["main: Versions"] * 3)
-        self.assertEqual(played.failure,
-                         "after \"main: Versions\" there is no versions: the window in front is \"MainWindow\"")
+        self.assertEqual(
+            played.failure, 'after "main: Versions" there is no versions: the window in front is "MainWindow"'
+        )
 
-    def test_another_window_opens(self):
+    def test_another_window_opens(self) -> None:
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ({"front": Window(2, "Error")},))
         self.assertEqual(self.touches, ["main: Versions"])  # not again: it had an effect
-        self.assertIn("the window in front is \"Error\"", played.failure)
+        self.assertIn('the window in front is "Error"', played.failure)
 
-    def test_window_that_was_there_before_does_not_open(self):
+    def test_window_that_was_there_before_does_not_open(self) -> None:
         """Under a warning that closes lies the screen that it came from."""
-        stops = (Stop("menu: Reset All", "reset", opens="Dialog"), Stop("reset: Reset", "warning", opens="Dialog"),
-                 Stop("warning: Accept", "rebooting", opens="Dialog"))
+        stops = (
+            Stop("menu: Reset All", "reset", opens="Dialog"),
+            Stop("reset: Reset", "warning", opens="Dialog"),
+            Stop("warning: Accept", "rebooting", opens="Dialog"),
+        )
         fronts = [{"front": Window(number, "Dialog")} for number in (2, 3, 2)]
         self.assertIn("there is no rebooting", self.play(stops, fronts).failure)
 
-    def test_does_not_go_back(self):
-        played = self.play((Stop("versions: Done", "main again", back_to="main"),), ({"front": Window(2, "MainWindow")},))
+    def test_does_not_go_back(self) -> None:
+        played = self.play(
+            (Stop("versions: Done", "main again", back_to="main"),), ({"front": Window(2, "MainWindow")},)
+        )
         self.assertIn("there is no main again", played.failure)
 
-    def test_page_is_not_the_same_again(self):
+    def test_page_is_not_the_same_again(self) -> None:
         pages = [Image.new("RGB", (800, 480), (shade, 0, 0)) for shade in (1, 2, 3)]
         stops = (Stop("log: Top", "log"), Stop("log: Page Down", "down"), Stop("log: Page Up", "up", same_as="log"))
         played = self.play(stops, [{"image": page} for page in pages])
-        self.assertIn("after \"log: Page Up\" there is no up", played.failure)
+        self.assertIn('after "log: Page Up" there is no up', played.failure)
         self.touches.clear()
         self.set_stage()
         self.assertEqual(self.play(stops, [{"image": page} for page in (*pages[:2], pages[0])]).failure, "")
 
 
 class Tables(unittest.TestCase):
-    def test_every_touch_has_its_place(self):
+    def test_every_touch_has_its_place(self) -> None:
         for stop in TOOLS + SETTINGS:
             self.assertTrue(stop.touch == "" or stop.touch in MIDDLES, stop.touch)
 
-    def test_places_lie_on_the_screen(self):
+    def test_places_lie_on_the_screen(self) -> None:
         for name, middles in MIDDLES.items():
             for (x, y), (width, height) in zip(middles, ((800, 480), (1024, 600), (1280, 800)), strict=True):
                 self.assertTrue(0 < x < width and 0 < y < height, name)

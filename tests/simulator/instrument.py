@@ -9,6 +9,8 @@ import shutil
 import subprocess
 import tempfile
 import unittest
+from collections.abc import Sequence
+from typing import Any
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 SIMULATOR = REPOSITORY / "simulator"
@@ -45,10 +47,20 @@ REBUILD = CHECK_FILESYSTEM + IMAGES + POST_UPDATE + SWITCH
 IMAGE_OF = dict(zip(IMAGES, ("u-boot.img", "kernel.img", "recovery-kernel.img", "recoveryfs.img", "rootfs.img")))
 SLOT_OF = dict(zip(IMAGES, ("mmcblk0boot0", "mmcblk0p5", "mmcblk0p3", "mmcblk0p2", "mmcblk0p7")))
 
+StrPath = str | os.PathLike[str]
+Fingerprint = Any  # a text, or those of all that a directory holds, by name
 LOG_LINE = re.compile(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d (?P<script>\S+): (?P<result>.+)")
 
 
-def command(name, *arguments):
+def script_and_result(line: str) -> tuple[str, str]:
+    """Of a line of a log; one that is none of a script is no line of ours."""
+    match = LOG_LINE.fullmatch(line)
+    if match is None:
+        raise ValueError(f"no line of a script: {line}")
+    return match["script"], match["result"]
+
+
+def command(name: str, *arguments: StrPath) -> subprocess.CompletedProcess[str]:
     """Runs one of the simulator's commands."""
     return subprocess.run(
         [SIMULATOR / name, *arguments], stdin=subprocess.DEVNULL, capture_output=True, text=True, check=False
@@ -56,7 +68,7 @@ def command(name, *arguments):
 
 
 @functools.lru_cache(maxsize=None)
-def made(name, *options):
+def made(name: str, *options: str) -> pathlib.Path:
     """What a make command makes with these options, made once: not to be written to."""
     directory = tempfile.mkdtemp(prefix="instrument-")
     unittest.addModuleCleanup(made.cache_clear)
@@ -67,7 +79,7 @@ def made(name, *options):
     return pathlib.Path(directory, "made")
 
 
-def fingerprint(path):
+def fingerprint(path: pathlib.Path) -> Fingerprint:
     """All of a file, link or directory that may be told apart: names, kinds, modes, content."""
     if path.is_symlink():
         return f"link to {os.readlink(path)}"
@@ -81,7 +93,7 @@ def fingerprint(path):
 class Instrument:
     """An instrument of its own for one test."""
 
-    def __init__(self, test, *options):
+    def __init__(self, test: unittest.TestCase, *options: str) -> None:
         self.test = test
         directory = tempfile.mkdtemp(prefix="instrument-")
         test.addCleanup(shutil.rmtree, directory)
@@ -89,70 +101,74 @@ class Instrument:
         subprocess.run(["cp", "-a", made("make-instrument", *options), self.root], check=True)
         (self.root / "tmp/runningbootloaderversion").write_text("V4.05.00")
 
-    def path(self, absolute):
+    def path(self, absolute: str) -> pathlib.Path:
         return self.root / absolute.lstrip("/")
 
-    def plug(self, *options):
+    def plug(self, *options: str) -> pathlib.Path:
         """Plugs a stick; returns where its files lie on the instrument."""
         self.test.assertEqual(command("plug-stick", self.root, made("make-stick", *options)).returncode, 0)
         return self.path("/media/usb0/update")
 
-    def download(self, *options):
+    def download(self, *options: str) -> pathlib.Path:
         shutil.copy(made("make-archive", *options), self.path("/mnt/recovery/download/update.zip"))
         return self.path("/mnt/recovery/update_files/update")
 
-    def run(self, *scripts, sandbox_options=()):
+    def run(self, *scripts: str, sandbox_options: Sequence[str] = ()) -> list[int]:
         """Runs scripts one after the other, as the program does; returns their exit codes."""
         loop = 'for script in "$@"; do "/etc/update/$script" >/dev/null 2>&1; echo "code $?"; done'
         reader, writer = os.pipe()  # what the scripts have as standard input: open, and never written
         try:
             output = subprocess.run(
                 [SIMULATOR / "sandbox", self.root, *sandbox_options, "sh", "-c", loop, "sh", *scripts],
-                stdin=reader, capture_output=True, text=True, check=False,
+                stdin=reader,
+                capture_output=True,
+                text=True,
+                check=False,
             )
         finally:
             os.close(reader)
             os.close(writer)
         self.console = output.stdout + output.stderr
-        return [int(code) for code in re.findall(r"^code (\d+)$", output.stdout, re.MULTILINE)]
+        self.codes = [int(code) for code in re.findall(r"^code (\d+)$", output.stdout, re.MULTILINE)]
+        return self.codes
 
-    def run_well(self, *scripts):
+    def run_well(self, *scripts: str) -> None:
         codes = dict(zip(scripts, self.run(*scripts)))
         self.test.assertEqual(codes, {script: 0 for script in scripts}, self.all_logs())
 
-    def all_logs(self):
+    def all_logs(self) -> str:
         logs = [*self.root.glob("media/usb0/update/*.log"), *self.root.glob("mnt/recovery/update_files/update/*.log")]
         return "".join(log.read_text() for log in logs)
 
-    def log(self, absolute="/media/usb0/update/update.log"):
+    def log(self, absolute: str = "/media/usb0/update/update.log") -> list[tuple[str, str]]:
         """The log as (script, result) pairs; a line that is none of a script fails the test."""
         pairs = []
         for line in self.path(absolute).read_text().splitlines():
             self.test.assertRegex(line, LOG_LINE)
-            pairs.append(tuple(LOG_LINE.fullmatch(line).group("script", "result")))
+            pairs.append(script_and_result(line))
         return pairs
 
-    def marker(self):
+    def marker(self) -> str | None:
         marker = self.path("/tmp/verifyFailed")
         return marker.read_text() if marker.exists() else None
 
     @property
-    def active(self):
+    def active(self) -> str:
         return self.path("/mnt/recovery/download/partition_c").read_text()
 
-    def manifest(self, partition):
+    def manifest(self, partition: str) -> str:
         return self.path(f"/mnt/recovery/update_files/{partition}manifest.txt").read_text()
 
-    def user_files(self, partition):
+    def user_files(self, partition: str) -> Fingerprint:
         return fingerprint(self.path(f"/mnt/userdata/{partition}"))
 
-    def version(self, partition):
+    def version(self, partition: str) -> Fingerprint:
         """All that belongs to one installed version."""
         slots = {name: fingerprint(self.path(f"/dev/{name}")) for name in VERSION_SLOTS[partition].values()}
         manifest = fingerprint(self.path(f"/mnt/recovery/update_files/{partition}manifest.txt"))
         return {"slots": slots, "manifest": manifest, "user files": self.user_files(partition)}
 
-    def storage(self):
+    def storage(self) -> dict[str, Fingerprint]:
         """All that outlives a restart, but for the logs and the update itself."""
         places = ("/mnt/userdata", "/etc/pointercal", "/etc/display-size", "/mnt/recovery/download/partition_c")
         kept = {place: fingerprint(self.path(place)) for place in places}
@@ -160,15 +176,15 @@ class Instrument:
             kept.update({path.name: fingerprint(path) for path in self.path(place).glob(pattern)})
         return kept
 
-    def slot_sizes(self):
+    def slot_sizes(self) -> dict[str, int]:
         return {slot.name: slot.stat().st_size for slot in self.path("/dev").glob("mmcblk0*")}
 
-    def assert_slot_holds(self, slot, image):
+    def assert_slot_holds(self, slot: str, image: pathlib.Path) -> None:
         payload = image.read_bytes()
         self.test.assertGreater(len(payload), 0)
         self.test.assertTrue(self.path(f"/dev/{slot}").read_bytes().startswith(payload), f"{slot} holds {image.name}")
 
-    def assert_installed(self, update, target):
+    def assert_installed(self, update: pathlib.Path, target: str) -> None:
         """Every slot of an update to a partition holds its image, and the partition is the active one."""
         for image, slots in SHARED_SLOTS.items():
             for slot in slots:
@@ -178,17 +194,19 @@ class Instrument:
         self.test.assertEqual(self.active, target + "\n")
         values = (update / "manifest.txt").read_text()
         self.test.assertTrue(self.manifest(target).startswith(values))
-        self.test.assertRegex(self.manifest(target)[len(values):], r"\Ainstall_date_time=\d{8} \d\d:\d\d:\d\d\n\Z")
+        self.test.assertRegex(self.manifest(target)[len(values) :], r"\Ainstall_date_time=\d{8} \d\d:\d\d:\d\d\n\Z")
 
 
 class OneScript(unittest.TestCase):
     """A script of which something is expected to fail."""
 
-    def assert_fails(self, board, script, reason, log="/media/usb0/update/update.log"):
+    def assert_fails(
+        self, board: Instrument, script: str, reason: str, log: str = "/media/usb0/update/update.log"
+    ) -> None:
         self.assertEqual(board.run(script), [1], board.all_logs())
         self.assertEqual(board.log(log)[-1], (script, "FAILED: " + reason))
 
-    def assert_fails_and_changes_nothing(self, board, script, reason):
+    def assert_fails_and_changes_nothing(self, board: Instrument, script: str, reason: str) -> None:
         before = board.storage()
         self.assert_fails(board, script, reason)
         self.assertEqual(board.storage(), before)

@@ -1,8 +1,10 @@
 """Sticks and downloads that are not in order: rejected with the reason, and nothing is written."""
 
 import os
+import pathlib
 import shutil
 import unittest
+from collections.abc import Callable
 
 import instrument
 from instrument import CHECK_FILESYSTEM, UNZIP, VERIFY, Instrument
@@ -12,12 +14,12 @@ NETWORK_LOG = "/mnt/recovery/update_files/update/update.log"
 CLEANUP = "99-AUTUPD-failedCleanup.sh"
 
 
-def rewrite(path, change):
+def rewrite(path: pathlib.Path, change: Callable[[bytes], bytes]) -> None:
     path.write_bytes(change(path.read_bytes()))
 
 
 # What is done to a good update's files, which check finds it, and what it says.
-SPOILED = {
+SPOILED: dict[str, tuple[Callable[[pathlib.Path], object], str, str]] = {
     "no manifest": (lambda update: (update / "manifest.txt").unlink(), VERSION_CHECK, "manifest.txt is missing"),
     "no bootloader version": (
         lambda update: rewrite(update / "manifest.txt", lambda text: text.replace(b"image_bootloader", b"bootloader")),
@@ -62,34 +64,41 @@ BAD_KINDS = {
 
 
 class Rejection(unittest.TestCase):
-    def run_until_rejected(self, board, scripts, by):
+    def run_until_rejected(self, board: Instrument, scripts: tuple[str, ...], by: str) -> None:
         """Runs scripts up to the one that rejects; those before it must be content."""
         scripts = scripts[: scripts.index(by) + 1]
         codes = board.run(*scripts)
         self.assertEqual(codes, [0] * (len(scripts) - 1) + [3], board.all_logs())
 
-    def assert_rejected(self, board, scripts, by, reason, log="/media/usb0/update/update.log"):
+    def assert_rejected(
+        self,
+        board: Instrument,
+        scripts: tuple[str, ...],
+        by: str,
+        reason: str,
+        log: str = "/media/usb0/update/update.log",
+    ) -> None:
         before = board.storage()
         self.run_until_rejected(board, scripts, by)
         self.assertEqual(board.marker(), reason + "\n")
         self.assertEqual(board.log(log)[-1], (by, "REJECTED: " + reason))
         self.assertEqual(board.storage(), before)
 
-    def test_bad_sticks(self):
+    def test_bad_sticks(self) -> None:
         for kind, (by, reason) in BAD_KINDS.items():
             with self.subTest(kind):
                 board = Instrument(self)
                 board.plug("--bad", kind)
                 self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, by, reason)
 
-    def test_spoiled_sticks(self):
+    def test_spoiled_sticks(self) -> None:
         for name, (spoil, by, reason) in SPOILED.items():
             with self.subTest(name):
                 board = Instrument(self)
                 spoil(board.plug())
                 self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, by, reason)
 
-    def test_image_larger_than_its_slot(self):
+    def test_image_larger_than_its_slot(self) -> None:
         for image, slot in (("u-boot.img", "mmcblk0boot1"), ("rootfs.img", "mmcblk0p7")):
             with self.subTest(image):
                 board = Instrument(self)
@@ -101,37 +110,35 @@ class Rejection(unittest.TestCase):
                 board.path("/tmp/verifyFailed").unlink()
                 board.run_well(*VERIFY)
 
-    def test_slot_that_is_missing(self):
+    def test_slot_that_is_missing(self) -> None:
         board = Instrument(self)
         board.plug()
         board.path("/dev/mmcblk0p5").unlink()
         self.assert_rejected(board, VERIFY, FILE_CHECK, "/dev/mmcblk0p5 does not exist")
 
-    def test_damaged_partition_file(self):
+    def test_damaged_partition_file(self) -> None:
         board = Instrument(self)
         board.plug()
         board.path("/mnt/recovery/download/partition_c").write_text("2\n")
         reason = "/mnt/recovery/download/partition_c names no version partition"
         self.assert_rejected(board, VERIFY, FILE_CHECK, reason)
 
-    def test_running_bootloader_not_known(self):
+    def test_running_bootloader_not_known(self) -> None:
         board = Instrument(self)
         board.plug()
         board.path("/tmp/runningbootloaderversion").unlink()
         self.assert_rejected(board, VERIFY, VERSION_CHECK, "the running bootloader version is not known")
 
-    def test_sums_as_other_machines_write_them(self):
+    def test_sums_as_other_machines_write_them(self) -> None:
         board = Instrument(self)
         update = board.plug()
         rewrite(
             update / "sha256sums.txt",
-            lambda text: b"".join(
-                line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()
-            ),
+            lambda text: b"".join(line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()),
         )
         board.run_well(*VERIFY)
 
-    def test_bad_archives(self):
+    def test_bad_archives(self) -> None:
         kinds = {**BAD_KINDS, "truncated": (UNZIP[0], "update.zip is damaged")}
         for kind, (by, reason) in kinds.items():
             with self.subTest(kind):
@@ -144,12 +151,12 @@ class Rejection(unittest.TestCase):
                 self.assertEqual(board.log(NETWORK_LOG), [*logged, (CLEANUP, "ok")])
                 self.assertFalse(board.path("/mnt/recovery/download/update.zip").exists())
 
-    def test_no_archive(self):
+    def test_no_archive(self) -> None:
         board = Instrument(self)
         board.plug()
         self.assert_rejected(board, CHECK_FILESYSTEM + UNZIP, UNZIP[0], "update.zip is missing", NETWORK_LOG)
 
-    def test_archive_of_one_changed_byte(self):
+    def test_archive_of_one_changed_byte(self) -> None:
         board = Instrument(self)
         board.download()
         rewrite(
@@ -158,7 +165,7 @@ class Rejection(unittest.TestCase):
         )
         self.assert_rejected(board, CHECK_FILESYSTEM + UNZIP, UNZIP[0], "update.zip is damaged", NETWORK_LOG)
 
-    def test_first_reason_stays(self):
+    def test_first_reason_stays(self) -> None:
         board = Instrument(self)
         board.download("--bad", "truncated")
         self.assertEqual(board.run(*CHECK_FILESYSTEM, *UNZIP, *VERIFY), [0, 0, 3, 3, 3])
@@ -166,7 +173,7 @@ class Rejection(unittest.TestCase):
         results = board.log(NETWORK_LOG)[2:]
         self.assertEqual(results, [(script, "REJECTED: update.zip is damaged") for script in (*UNZIP, *VERIFY)])
 
-    def test_files_of_an_earlier_download_are_not_mixed_in(self):
+    def test_files_of_an_earlier_download_are_not_mixed_in(self) -> None:
         board = Instrument(self)
         update = board.download()
         (update / "OLD").mkdir(parents=True)
@@ -175,7 +182,7 @@ class Rejection(unittest.TestCase):
         self.assertFalse((update / "OLD").exists())
         self.assertFalse((update / "u-boot-variables.txt").exists())
 
-    def test_new_update_is_not_judged_by_the_last(self):
+    def test_new_update_is_not_judged_by_the_last(self) -> None:
         board = Instrument(self)
         board.plug("--bad", "badsum")
         self.run_until_rejected(board, CHECK_FILESYSTEM + VERIFY, FILE_CHECK)
@@ -184,7 +191,7 @@ class Rejection(unittest.TestCase):
         board.run_well(*CHECK_FILESYSTEM, *VERIFY)
         self.assertIsNone(board.marker())
 
-    def test_network_update_does_not_fall_back_to_the_stick(self):
+    def test_network_update_does_not_fall_back_to_the_stick(self) -> None:
         board = Instrument(self)
         board.plug()
         update = board.download()

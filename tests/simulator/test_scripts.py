@@ -9,13 +9,13 @@ from instrument import IMAGE_OF, IMAGES, SLOT_OF, Instrument, OneScript
 
 
 class CheckFilesystem(OneScript):
-    def first_line(self, board, script):
+    def first_line(self, board: Instrument, script: str) -> tuple[int, tuple[str, str]]:
         """What a script of these logs before the update's source is known, with the script that tells it."""
         board.plug()
         codes = board.run(script, "11-SetNextPartition.sh")
         return codes[0], board.log()[0]
 
-    def test_slots(self):
+    def test_slots(self) -> None:
         for slot in ("boot0", "boot1", "p1", "p3", "p4", "p5", "p6", "p7", "p8"):
             with self.subTest(slot):
                 board = Instrument(self)
@@ -23,7 +23,7 @@ class CheckFilesystem(OneScript):
                 expected = ("0-checkpartitions.sh", f"FAILED: /dev/mmcblk0{slot} is missing or read-only")
                 self.assertEqual(self.first_line(board, "0-checkpartitions.sh"), (1, expected))
 
-    def test_partition_file(self):
+    def test_partition_file(self) -> None:
         for content in ("", "2\n", "1 7\n", "7 \n", "\n", "11", "none", "77777777777777777777777"):
             with self.subTest(content):
                 board = Instrument(self)
@@ -32,7 +32,7 @@ class CheckFilesystem(OneScript):
                 expected = ("0-checkpartitions.sh", reason)
                 self.assertEqual(self.first_line(board, "0-checkpartitions.sh"), (1, expected))
 
-    def test_markers_of_the_last_update(self):
+    def test_markers_of_the_last_update(self) -> None:
         board = Instrument(self)
         for marker in ("verifyFailed", "networkUpdate", "userFilesToRestore"):
             board.path(f"/tmp/{marker}").write_text("old\n")
@@ -40,7 +40,7 @@ class CheckFilesystem(OneScript):
         left = sorted(path.name for path in board.path("/tmp").iterdir())
         self.assertEqual(left, ["runningbootloaderversion", "update.log"])
 
-    def test_recovery_area_is_made(self):
+    def test_recovery_area_is_made(self) -> None:
         board = Instrument(self)
         subprocess.run(["rm", "-r", board.path("/mnt/recovery/update_files")], check=True)
         board.plug()
@@ -49,7 +49,7 @@ class CheckFilesystem(OneScript):
             self.assertTrue(board.path(f"/mnt/recovery/{directory}").is_dir())
         self.assertEqual(list(board.path("/mnt/recovery").glob("try*")), [])
 
-    def test_recovery_area_that_cannot_be_written(self):
+    def test_recovery_area_that_cannot_be_written(self) -> None:
         board = Instrument(self)
         for directory in ("backup", "update_files/update"):
             board.path(f"/mnt/recovery/{directory}").mkdir()
@@ -58,7 +58,7 @@ class CheckFilesystem(OneScript):
         self.assertEqual(self.first_line(board, "1-AUTUPD-createRecoverySystem.sh"), (1, expected))
         board.path("/mnt/recovery").chmod(0o755)
 
-    def test_no_update_at_all(self):
+    def test_no_update_at_all(self) -> None:
         board = Instrument(self)
         self.assertEqual(board.run("1-AUTUPD-createRecoverySystem.sh"), [1])
         board.download()
@@ -67,7 +67,7 @@ class CheckFilesystem(OneScript):
         board.plug()
         self.assertEqual(board.run("1-AUTUPD-createRecoverySystem.sh"), [0])
 
-    def test_aborted_update_is_logged_in_the_recovery_area(self):
+    def test_aborted_update_is_logged_in_the_recovery_area(self) -> None:
         board = Instrument(self)
         self.assertEqual(board.run(*instrument.CHECK_FILESYSTEM, "11-Reboot.sh"), [0, 1])
         expected = [
@@ -79,14 +79,14 @@ class CheckFilesystem(OneScript):
 
 
 class WriteImages(OneScript):
-    def test_image_missing(self):
+    def test_image_missing(self) -> None:
         for script, image in IMAGE_OF.items():
             with self.subTest(image):
                 board = Instrument(self)
                 (board.plug() / image).unlink()
                 self.assert_fails_and_changes_nothing(board, script, f"{image} is missing")
 
-    def test_slot_missing(self):
+    def test_slot_missing(self) -> None:
         for script, slot in SLOT_OF.items():
             if script == "6-USB-recoveryfs.sh":
                 continue  # without its slot the board counts as blank
@@ -96,7 +96,7 @@ class WriteImages(OneScript):
                 board.path(f"/dev/{slot}").unlink()
                 self.assert_fails_and_changes_nothing(board, script, f"/dev/{slot} is missing or read-only")
 
-    def test_slot_too_small(self):
+    def test_slot_too_small(self) -> None:
         for script, slot in SLOT_OF.items():
             with self.subTest(slot):
                 board, image = Instrument(self), IMAGE_OF[script]
@@ -104,7 +104,7 @@ class WriteImages(OneScript):
                 os.truncate(board.path(f"/dev/{slot}"), size - 1)
                 self.assert_fails_and_changes_nothing(board, script, f"{image} does not fit in /dev/{slot}")
 
-    def test_damaged_partition_file(self):
+    def test_damaged_partition_file(self) -> None:
         for script in IMAGES:
             with self.subTest(script):
                 board = Instrument(self)
@@ -113,7 +113,7 @@ class WriteImages(OneScript):
                 reason = "/mnt/recovery/download/partition_c names no version partition"
                 self.assert_fails_and_changes_nothing(board, script, reason)
 
-    def test_storage_that_does_not_keep_what_is_written(self):
+    def test_storage_that_does_not_keep_what_is_written(self) -> None:
         """A dd that claims success, as storage with bad cells does: the script must read back."""
         for script, image in IMAGE_OF.items():
             with self.subTest(script):
@@ -128,7 +128,7 @@ class WriteImages(OneScript):
                 self.assertEqual(script_name, script)
                 self.assertRegex(result, rf"\AFAILED: /dev/mmcblk0\w+ does not hold {image} after writing\Z")
 
-    def test_first_copy_of_the_bootloader_is_left_when_the_second_cannot_be_written(self):
+    def test_first_copy_of_the_bootloader_is_left_when_the_second_cannot_be_written(self) -> None:
         board = Instrument(self)
         board.plug()
         before = instrument.fingerprint(board.path("/dev/mmcblk0boot0"))
@@ -136,7 +136,7 @@ class WriteImages(OneScript):
         self.assert_fails(board, "3-USB-UBoot.sh", "/dev/mmcblk0boot1 is missing or read-only")
         self.assertEqual(instrument.fingerprint(board.path("/dev/mmcblk0boot0")), before)
 
-    def test_half_written_version_does_not_look_installed(self):
+    def test_half_written_version_does_not_look_installed(self) -> None:
         for script in ("4-USB-kernel.sh", "7-USB-rootfs.sh"):
             with self.subTest(script):
                 board = Instrument(self)
@@ -144,7 +144,7 @@ class WriteImages(OneScript):
                 board.run_well(script)
                 self.assertFalse(board.path("/mnt/recovery/update_files/7manifest.txt").exists())
 
-    def test_stick_pulled(self):
+    def test_stick_pulled(self) -> None:
         board = Instrument(self)
         board.plug()
         board.run_well("3-USB-UBoot.sh")
@@ -157,19 +157,19 @@ class WriteImages(OneScript):
 
 
 class PostUpdate(OneScript):
-    def test_without_one(self):
+    def test_without_one(self) -> None:
         board = Instrument(self)
         (board.plug() / "post-update.sh").unlink()
         board.run_well("10-USB-PostUpdate.sh")
         self.assertEqual(board.log(), [("10-USB-PostUpdate.sh", "ok, none in this update")])
 
-    def test_that_fails(self):
+    def test_that_fails(self) -> None:
         board = Instrument(self)
         (board.plug() / "post-update.sh").write_text('echo "$UPDATE_DIR $TARGET_PARTITION" >/run/seen\nexit 7\n')
         self.assert_fails(board, "10-USB-PostUpdate.sh", "post-update.sh ended with status 7")
         self.assertEqual(board.path("/run/seen").read_text(), "/media/usb0/update 7\n")
 
-    def test_reads_no_input(self):
+    def test_reads_no_input(self) -> None:
         board = Instrument(self)
         (board.plug() / "post-update.sh").write_text("cat >/run/input\n")
         board.run_well("10-USB-PostUpdate.sh")
@@ -177,21 +177,21 @@ class PostUpdate(OneScript):
 
 
 class UbootVariables(OneScript):
-    def test_installed(self):
+    def test_installed(self) -> None:
         board = Instrument(self)
         (board.plug() / "u-boot-variables.txt").write_text("bootdelay=1\nconsole=ttymxc0,115200\n")
         board.run_well("9-UbootVariables.sh")
         installed = board.path("/mnt/recovery/download/u-boot-variables.txt").read_text()
         self.assertEqual(installed, "bootdelay=1\nconsole=ttymxc0,115200\n")
 
-    def test_none(self):
+    def test_none(self) -> None:
         board = Instrument(self)
         board.plug()
         board.run_well("9-UbootVariables.sh")
         self.assertEqual(board.log(), [("9-UbootVariables.sh", "ok, no variables in this update")])
         self.assertFalse(board.path("/mnt/recovery/download/u-boot-variables.txt").exists())
 
-    def test_not_variables(self):
+    def test_not_variables(self) -> None:
         for line in ("reset", "=1", " bootdelay=1", "1st=2", "boot delay=1"):
             with self.subTest(line):
                 board = Instrument(self)

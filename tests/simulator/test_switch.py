@@ -2,18 +2,19 @@
 
 import os
 import unittest
+from collections.abc import Callable, Collection, Sequence
 
 from instrument import BACKUP, IMAGE_OF, RESTORE, SLOT_OF, SWITCH, USB, USB_KEEP, Instrument, OneScript
 
 
 class UserFiles(OneScript):
-    def test_unreadable_file(self):
+    def test_unreadable_file(self) -> None:
         board = Instrument(self)
         board.plug()
         board.path("/mnt/userdata/1/cfg/service.conf").chmod(0)
         self.assert_fails(board, *BACKUP, "the user files cannot be saved")
 
-    def test_backup_of_an_earlier_update_is_not_restored(self):
+    def test_backup_of_an_earlier_update_is_not_restored(self) -> None:
         board = Instrument(self)
         board.plug()
         board.run_well(*BACKUP)
@@ -23,7 +24,7 @@ class UserFiles(OneScript):
         self.assert_fails(board, *RESTORE, "there is no backup")
         self.assertEqual(board.user_files("7"), before)
 
-    def test_restore_without_a_backup_of_this_update(self):
+    def test_restore_without_a_backup_of_this_update(self) -> None:
         board = Instrument(self)
         board.plug()
         board.run_well(*BACKUP)
@@ -32,7 +33,7 @@ class UserFiles(OneScript):
         self.assert_fails(board, *RESTORE, "no user files were saved in this update")
         self.assertEqual(board.user_files("7"), before)
 
-    def test_damaged_backup(self):
+    def test_damaged_backup(self) -> None:
         board = Instrument(self)
         board.plug()
         board.run_well(*BACKUP)
@@ -42,7 +43,7 @@ class UserFiles(OneScript):
         self.assert_fails(board, *RESTORE, "the user files of partition 7 cannot be written")
         self.assertEqual(board.user_files("7"), before)
 
-    def test_no_active_version(self):
+    def test_no_active_version(self) -> None:
         board = Instrument(self)
         board.path("/mnt/recovery/download/partition_c").unlink()
         board.plug()
@@ -54,7 +55,9 @@ class UserFiles(OneScript):
 class Switch(OneScript):
     """The program goes on to the switch whatever the scripts before it did."""
 
-    def assert_old_version_stays(self, scripts, spoil, reason, left_out):
+    def assert_old_version_stays(
+        self, scripts: Sequence[str], spoil: Callable[[Instrument], object], reason: str, left_out: Collection[str]
+    ) -> None:
         board = Instrument(self)
         spoil(board)
         old = board.version("1")
@@ -63,20 +66,20 @@ class Switch(OneScript):
         self.assertEqual(board.active, "1\n")
         self.assertEqual(board.version("1"), old)
 
-    def test_image_not_written(self):
+    def test_image_not_written(self) -> None:
         for script, image in IMAGE_OF.items():
             slot = SLOT_OF[script].replace("boot0", "boot1")
             with self.subTest(image):
                 reason = f"/dev/{slot} does not hold {image}"
                 self.assert_old_version_stays(USB, lambda board: board.plug(), reason, (script,))
 
-    def test_user_files_not_restored(self):
+    def test_user_files_not_restored(self) -> None:
         reason = "the user files are not restored"
         for left_out in (BACKUP, RESTORE):
             with self.subTest(left_out):
                 self.assert_old_version_stays(USB_KEEP, lambda board: board.plug(), reason, left_out)
 
-    def test_changed_afterwards(self):
+    def test_changed_afterwards(self) -> None:
         for slot, image in (("mmcblk0boot0", "u-boot.img"), ("mmcblk0p7", "rootfs.img")):
             with self.subTest(slot):
                 board = Instrument(self)

@@ -4,6 +4,7 @@ import gzip
 import pathlib
 import shutil
 import unittest
+from collections.abc import Iterator
 
 from test_power_loss import COMMANDS, TEARABLE
 from utility import UtilityScripts
@@ -12,7 +13,7 @@ NEVER = 1_000_000
 
 
 class PowerLoss(UtilityScripts):
-    def cut_off(self, name, *arguments):
+    def cut_off(self, name: str, *arguments: str) -> Iterator[None]:
         """Yields an instrument for every command of the script, after the power was lost there."""
         count, number, torn = NEVER, 0, ("whole", "torn")
         while number < count:
@@ -31,7 +32,7 @@ class PowerLoss(UtilityScripts):
                     self.assertEqual(self.run_script(name, *arguments)[0], 0)
                     shutil.rmtree(self.board.root)
 
-    def run_until(self, number, torn, name, *arguments):
+    def run_until(self, number: int, torn: str, name: str, *arguments: str) -> list[str]:
         directory = self.board.path("/run/power")
         directory.mkdir()
         for command in COMMANDS:
@@ -43,7 +44,7 @@ class PowerLoss(UtilityScripts):
         self.run_killed(name, *arguments)
         return (directory / "commands").read_text().splitlines()
 
-    def test_change(self):
+    def test_change(self) -> None:
         versions = {version: self.board.version(version) for version in "178"}
         seen = set()
         for _ in self.cut_off("ChangeToPartition.sh", "7"):
@@ -51,7 +52,7 @@ class PowerLoss(UtilityScripts):
             self.assertEqual({version: self.board.version(version) for version in "178"}, versions)
         self.assertEqual(seen, {"1\n", "7\n"})
 
-    def test_export(self):
+    def test_export(self) -> None:
         points = 0
         for _ in self.cut_off("ExportFiles.sh"):
             points += 1
@@ -59,7 +60,7 @@ class PowerLoss(UtilityScripts):
                 self.assertGreater(len(gzip.decompress(archive.read_bytes())), 100000)
         self.assertGreaterEqual(points, 4)
 
-    def test_reset_of_all_settings(self):
+    def test_reset_of_all_settings(self) -> None:
         before = self.board.user_files("1")
         left = set()
         for _ in self.cut_off("RemoveFilesUsingBackupFileList.sh"):
