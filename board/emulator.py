@@ -18,6 +18,7 @@ MEMORY = 128  # MiB
 TABLET_RANGE = 32767
 FINGER_RESTS = 0.12  # seconds on the screen
 UNPLUGS_WITHIN = 60.0
+MEDIUM_PARAMETER = "board.medium=/dev/vda"
 COMMAND_LINE = "console=ttyAMA0 quiet loglevel=1 vt.global_cursor_default=0 logo.nologo"
 
 
@@ -31,6 +32,7 @@ class Machine:
     size: tuple[int, int]  # of the screen
     scratch: Path
     parameters: str = ""  # of the kernel, besides those that every start has
+    medium: Path | None = None  # what a blank board starts from
     cache: Path | None = None  # the socket of a server that plays a storage with a volatile cache
 
 
@@ -162,10 +164,11 @@ class Emulator:
             "-initrd",
             str(machine.initrd),
             "-append",
-            f"{COMMAND_LINE} {machine.parameters}".strip(),
+            f"{COMMAND_LINE} {machine.parameters} {MEDIUM_PARAMETER if machine.medium else ''}".strip(),
             "-device",
             f"virtio-gpu-pci,xres={width},yres={height}",
             *self._storage(),
+            *self._medium(),
             "-device",
             "qemu-xhci,id=usb",
             "-device",
@@ -186,6 +189,16 @@ class Emulator:
             f"socket,id=monitor,fd={monitor}",
             "-mon",
             "chardev=monitor,mode=control",
+        ]
+
+    def _medium(self) -> list[str]:
+        if not self._machine.medium:
+            return []
+        return [
+            "-drive",
+            f"if=none,id=medium,format=raw,readonly=on,file={self._machine.medium}",
+            "-device",
+            "virtio-blk-pci,drive=medium",
         ]
 
     def _storage(self) -> list[str]:

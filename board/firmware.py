@@ -96,21 +96,23 @@ class Firmware:
         self._native = board
         self._identity = digest([self._package, board, *(TOP / name for name in BOARD_SOURCES)])
 
-    def root_image(self, version: str, scripts: Path, aside: Path | None = None) -> Path:
-        """The root file system of a version with these as /etc/update and /opt/scripts; the file is shared."""
-        folder = BUILD / "roots" / f"{self._identity}-{digest([scripts, aside] if aside else [scripts])}"
+    def root_image(self, version: str, scripts: Path, aside: Path | None = None, blank: Path | None = None) -> Path:
+        """The root file system of a version with these as /etc/update and /opt/scripts, and for a boot medium
+        with what a blank board begins with; the file is shared."""
+        contents = [scripts, *([aside] if aside else []), *([blank] if blank else [])]
+        folder = BUILD / "roots" / f"{self._identity}-{digest(contents)}"
         image = folder / f"{version}.img"
         with only_one("roots"):
             if not (folder / "root.img").exists():
                 folder.mkdir(parents=True, exist_ok=True)
-                self._make_root(folder, scripts, aside)
+                self._make_root(folder, scripts, aside, blank)
             if not image.exists():
                 copy_sparse(folder / "root.img", folder / "new.img")
                 write_text(folder / "new.img", 0, VERSION_FILE, f"{version}\n", folder)
                 (folder / "new.img").rename(image)
         return image
 
-    def _make_root(self, folder: Path, scripts: Path, aside: Path | None) -> None:
+    def _make_root(self, folder: Path, scripts: Path, aside: Path | None, blank: Path | None) -> None:
         tree = folder / "tree"
         shutil.rmtree(tree, ignore_errors=True)
         run(["cp", "-a", "--link", f"{self._base}/root", tree])
@@ -121,7 +123,10 @@ class Firmware:
         shutil.copytree(scripts, tree / "etc/update", symlinks=True)
         if aside:
             shutil.copytree(aside, tree / "opt/scripts", symlinks=True)
-        (tree / "opt/rehearsal").mkdir()
+        if blank:
+            shutil.copytree(blank, tree / "usr/share/blank", symlinks=True)
+        for directory in ("mnt/new", "opt/rehearsal", "var/cache/fontconfig"):
+            (tree / directory).mkdir()
         shutil.copy(self._native / "watchscript", tree / "opt/rehearsal/watch-script")
         shutil.copy(self._native / "touchscreen", tree / "usr/lib/board/touchscreen")
         used = int(run(["du", "-s", "--apparent-size", "-B1", tree]).split()[0])

@@ -41,6 +41,11 @@ LAYOUT = read_layout()
 BY_NAME = {partition.name: partition for partition in LAYOUT}
 
 
+def file_systems() -> str:
+    """The partitions with a file system, and where each is mounted."""
+    return "".join(f"p{part.number} {part.mount}\n" for part in LAYOUT if part.mount)
+
+
 def partition_table() -> str:
     """What sfdisk makes the table from."""
     rows = [

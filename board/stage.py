@@ -80,8 +80,6 @@ class BoardStage(Stage):
         )
 
     def prepare(self, scene: Scene) -> list[str]:
-        if scene.blank:
-            raise StageError("a blank board cannot be started yet")
         self._storage = Storage(self._firmware, scene, self._setting.scratch, self._setting.leash)
         return self._storage.unwatched
 
@@ -186,6 +184,7 @@ class BoardStage(Stage):
                 (width, height),
                 self._setting.scratch,
                 parameters,
+                None if self._reboots else self._there.medium,
                 self.cache,
             ),
             self._setting.leash,

@@ -10,7 +10,7 @@ from pathlib import Path
 
 from board.firmware import Firmware
 from board.images import MEGABYTE, copy_sparse, make_ext4, make_fat, read_ext4, read_fat, run, write_file, write_text
-from board.layout import BY_NAME, LAYOUT, STORAGE_SIZE, Partition, partition_table
+from board.layout import BY_NAME, LAYOUT, STORAGE_SIZE, Partition, file_systems, partition_table
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Leash
 from rehearsal.sandbox.instrument import Instrument, Tools
@@ -22,6 +22,8 @@ STICK_SIZE = 512 * MEGABYTE  # sparse
 SETTINGS = ("pointercal", "display-size")  # files in /etc that all versions share
 ACTIVE = "mnt/userdata/active"  # a link that the board sets at its start; /home/tesk leads through it
 REQUEST = "download/update_mode"
+LAST = 'name="recoveryfs"'  # the partition that is made last
+MEDIUM_VERSION = "4.05"
 
 
 class Contents(Tree):
@@ -67,9 +69,16 @@ class Storage:
         self._readings = itertools.count(1)
         instrument = Instrument(scratch / "instrument", scene, Tools(scratch, leash))
         self.unwatched = instrument.unwatched
-        self.scripts = (instrument.root / "etc/update", instrument.root / "opt/scripts")
-        self._make(firmware, instrument.root)
         self._instrument = instrument.root
+        self.medium: Path | None = None  # what a blank board starts from
+        if not scene.scripts:
+            self._describe_storage()
+        with self.image.open("wb") as file:
+            file.truncate(STORAGE_SIZE)
+        if scene.blank:
+            self.medium = self._make_medium(firmware)
+        else:
+            self._make(firmware, instrument.root)
 
     def make_stick(self, content: Path) -> Path:
         self.stick = self._scratch / "stick.img"
@@ -84,6 +93,8 @@ class Storage:
         write_text(self.image, BY_NAME["recovery"].start, REQUEST, f"{mode}\n", self._scratch)
 
     def holdings(self, reboots: int) -> Holdings:
+        if not self._divided():
+            return Holdings(Tree(self._instrument), reboots)
         root = self._scratch / f"holdings-{next(self._readings)}"
         for name, path in (("recovery", "mnt/recovery"), ("userdata", "mnt/userdata"), ("settings", "srv")):
             part = BY_NAME[name]
@@ -111,8 +122,6 @@ class Storage:
             (root / ACTIVE).unlink()
 
     def _make(self, firmware: Firmware, tree: Path) -> None:
-        with self.image.open("wb") as file:
-            file.truncate(STORAGE_SIZE)
         run(["sfdisk", "--quiet", self.image], stdin=partition_table())
         active = (tree / "mnt/recovery/download/partition_c").read_text().strip()
         (tree / ACTIVE).symlink_to(active)
@@ -123,16 +132,39 @@ class Storage:
             elif part.name.startswith("rootfs"):
                 manifest = tree / Holdings.manifest_path(part.name.removeprefix("rootfs"))
                 version = parse_manifest(manifest.read_text())["core_version"]
-                self._fill(part, firmware.root_image(version, *self.scripts))
+                self._fill(part, firmware.root_image(version, *self._scripts))
             else:
                 self._fill(part, tree / part.device)
+
+    @property
+    def _scripts(self) -> tuple[Path, Path]:
+        return self._instrument / "etc/update", self._instrument / "opt/scripts"
+
+    def _divided(self) -> bool:
+        """Whether the storage has its last partition; a blank one has none."""
+        return LAST in run(["sfdisk", "--dump", self.image], allowed=(0, 1))
+
+    def _describe_storage(self) -> None:
+        """Tells our own scripts what the storage of this instrument is like."""
+        (self._scripts[0] / "storage.sfdisk").write_text(partition_table())
+        (self._scripts[0] / "filesystems.txt").write_text(file_systems())
+
+    def _make_medium(self, firmware: Firmware) -> Path:
+        """What a blank board starts from, with what it begins with in memory."""
+        for area in (self._instrument / "dev").glob("mmcblk0*"):
+            area.unlink()  # here they are made with the partitions
+        blank = self._scratch / "blank"
+        shutil.copytree(self._instrument / "mnt", blank / "mnt", symlinks=True)
+        shutil.copytree(self._settings(self._instrument), blank / "srv")
+        return firmware.root_image(MEDIUM_VERSION, *self._scripts, blank)
 
     def _settings(self, tree: Path) -> Path:
         settings = self._scratch / "settings"
         for directory in ("etc", "work"):
             (settings / directory).mkdir(parents=True)
         for name in SETTINGS:
-            shutil.copy(tree / "etc" / name, settings / "etc" / name)
+            if (tree / "etc" / name).exists():
+                shutil.copy(tree / "etc" / name, settings / "etc" / name)
         shutil.copytree(tree / "var/log", settings / "log")
         return settings
 
