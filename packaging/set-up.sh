@@ -8,14 +8,15 @@ fail() {
 }
 
 # Installs the packages of the one list that are not there yet, saying which, but for those that the command does
-# without.
+# without; with --board also those that the emulated board needs.
 install_missing_packages() {
+    set -- "$top/packaging/apt-packages.txt" ${1:+"$top/packaging/board-packages.txt"}
     missing=
-    while read -r package; do
+    for package in $(cat "$@"); do
         case " ${does_without-} " in *" $package "*) continue ;; esac
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
             missing="$missing $package"
-    done <"$top/packaging/apt-packages.txt"
+    done
     [ -n "$missing" ] || return 0
 
     printf 'Installing what is missing:%s\n' "$missing"

@@ -9,6 +9,7 @@ import tempfile
 from pathlib import Path
 
 from rehearsal.album import Album
+from rehearsal.arrival import Arrival
 from rehearsal.case import Case
 from rehearsal.description import Description
 from rehearsal.folders import FolderError, given_folder, naming, new_folder, output_name
@@ -55,15 +56,19 @@ def run(
     plan: Plan,
     album: Album,
     report: Report,
-) -> tuple[Record, list[Visit]]:
+) -> tuple[Record, list[Visit], Arrival | None]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     try:
         player = make_player(arguments, stage, album, report)
         stage.start(plan.mode.option, report.say)
         report.start_clock()
         record = Follower(stage, album, player, report, limits(arguments, stage, plan)).follow()
+        arrival = None
+        if stage.comes_back and (plan.outcome != REJECTED or plan.mode.network) and not record.fault:
+            arrival = Arrival(stage, album, arguments.screen, report)
+            arrival.watch()
         record.states = [picture.state for picture in album.pictures]
-        return record, player.visits if isinstance(player, Tour) else []
+        return record, player.visits if isinstance(player, Tour) else [], arrival
     finally:
         album.close()
 
@@ -91,9 +96,9 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     announce(arguments, plan, description, scripts, report)
     before, started = stage.holdings(), datetime.datetime.now(datetime.timezone.utc)
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
-    record, visits = run(arguments, stage, plan, album, report)
+    record, visits, arrival = run(arguments, stage, plan, album, report)
     case = Case(mode, plan.outcome, source, before, stage.holdings(), record, started, plan.asked, scripts)
-    judgement = judge(case, visits)
+    judgement = judge(case, visits, arrival.lines(case) if arrival else [])
     say(judgement, case, report)
     keep_outputs(record, folder)
     flaw = source.flaw()

@@ -1,5 +1,6 @@
 """What is said of a rehearsal at its end: the cause in the first sentence, then what followed, then point by point."""
 
+from collections.abc import Sequence
 from dataclasses import dataclass
 
 from rehearsal import promise, tourverdict, verdict
@@ -27,11 +28,13 @@ class Judgement:
     lines: list[Line]
 
 
-def judge(case: Case, visits: list[Visit]) -> Judgement:
+def judge(case: Case, visits: list[Visit], further: Sequence[Line] = ()) -> Judgement:
+    """The further lines are a stage's own: what came up after the reboot."""
     if not case.described:
         lines = list(tourverdict.program(case, visits) if case.mode.tour else promise.judge(case))
     else:
-        lines = tourverdict.judge(case, visits) if case.mode.tour else verdict.judge(case)
+        lines = list(tourverdict.judge(case, visits) if case.mode.tour else verdict.judge(case))
+    lines += further
     good, found = all(line.ok for line in lines), findings(case, lines)
     if not good:
         return Judgement(False, f"{found[0]}.", found[1:], lines)

@@ -56,6 +56,14 @@ class Rebooted:
 
 
 @dataclass(frozen=True)
+class Started:
+    """The instrument has started a version of its firmware; not every stage tells."""
+
+    version: str
+    partition: str  # "1", "7" or "8"
+
+
+@dataclass(frozen=True)
 class Ended:
     """The program has ended, by itself or with the instrument."""
 
@@ -63,7 +71,7 @@ class Ended:
 
 
 UNSTARTABLE = "unstartable"
-Event = Said | Complained | ScriptStarts | ScriptEnded | Rebooted | Ended
+Event = Said | Complained | ScriptStarts | ScriptEnded | Rebooted | Started | Ended
 
 
 @dataclass(frozen=True)
@@ -104,6 +112,7 @@ class Stage(ABC):
 
     pace = 1.0  # how much longer than in a sandbox everything takes; limits grow with it
     tells_windows = True  # without, the screens of a tour are told from nothing but their pictures
+    comes_back = False  # after a reboot it can be started again, from what it holds then
     looks_every: float | None = None  # seconds after which to ask again, if the descriptors do not tell all
 
     @abstractmethod
@@ -181,6 +190,10 @@ class Stage(ABC):
     def stop(self) -> list[Event]:
         """Ends what still runs on the instrument, and gives the events that were left. Nothing there
         changes any more afterwards. May take a while; may be called whatever has failed."""
+
+    def come_back(self) -> None:
+        """Starts an instrument again that has rebooted and was stopped. May take a while."""
+        raise NotImplementedError
 
     @abstractmethod
     def close(self) -> None:

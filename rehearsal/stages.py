@@ -2,9 +2,11 @@
 
 from collections.abc import Callable
 
+from board.stage import BoardStage
 from rehearsal.sandbox.stage import SandboxStage
 from rehearsal.stage import Setting, Stage
 
 STAGES: dict[str, Callable[[Setting], Stage]] = {
     "sandbox": SandboxStage,
+    "board": BoardStage,
 }

@@ -54,7 +54,11 @@ slots_of() {
 }
 
 size_of() {
-    stat -L -c %s "$1"
+    if [ -b "$1" ]; then
+        blockdev --getsize64 "$1"
+    else
+        stat -L -c %s "$1"
+    fi
 }
 
 sum_of() {

@@ -64,15 +64,21 @@ def report(history: History, found: list[str]) -> None:
 
 def main() -> int:
     asked = arguments()
-    histories = [parse(asked.play)] if asked.play is not None else [
-        draw.history(asked.seed, number) for number in range(asked.count)]
+    histories = (
+        [parse(asked.play)]
+        if asked.play is not None
+        else [draw.history(asked.seed, number) for number in range(asked.count)]
+    )
     program = asked.program or asked.build / "teskupdater"
     within = tempfile.mkdtemp(prefix="campaign")
     began = time.monotonic()
     differing = 0
     try:
-        with multiprocessing.Pool(min(asked.jobs, len(histories) or 1), make_player,
-                                  (asked.build.resolve(), program.resolve(), asked.true_speed, within)) as pool:
+        with multiprocessing.Pool(
+            min(asked.jobs, len(histories) or 1),
+            make_player,
+            (asked.build.resolve(), program.resolve(), asked.true_speed, within),
+        ) as pool:
             for history, found in pool.imap_unordered(try_one, histories):
                 if found:
                     differing += 1
@@ -80,9 +86,11 @@ def main() -> int:
     finally:
         shutil.rmtree(within)
     ends = collections.Counter(expect(history).end for history in histories)
-    print(f"{len(histories)} histories, seed {asked.seed}, {sum(len(history.events) for history in histories)} events, "
-          f"ends: {', '.join(f'{end} {count}' for end, count in ends.most_common())}; "
-          f"{differing} differ; {time.monotonic() - began:.0f} s")
+    print(
+        f"{len(histories)} histories, seed {asked.seed}, {sum(len(history.events) for history in histories)} events, "
+        f"ends: {', '.join(f'{end} {count}' for end, count in ends.most_common())}; "
+        f"{differing} differ; {time.monotonic() - began:.0f} s"
+    )
     return 1 if differing else 0
 
 

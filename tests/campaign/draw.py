@@ -6,13 +6,36 @@ from history import OPTIONS, SCRIPT_SHAPES, THINGS, Event, History, parse
 from sequences import OVERRIDE_SCRIPT, RECOVERY_SCRIPT, SCRIPTS
 
 # How often in a hundred a thing is not as on a healthy instrument at the start.
-UNUSUAL = {"stick": 85, "update": 85, "override": 35, "partition": 25, "marker": 8, "overridemarker": 5,
-           "version": 20, "null": 5, "console": 3}
+UNUSUAL = {
+    "stick": 85,
+    "update": 85,
+    "override": 35,
+    "partition": 25,
+    "marker": 8,
+    "overridemarker": 5,
+    "version": 20,
+    "null": 5,
+    "console": 3,
+}
 HEALTHY_STICK = {"stick": ("directory", "link"), "update": ("directory", "link")}  # in four of five that are there
 
-WIDGETS = ("USBbtn", "USBbtn", "USBbtn", "pbuttonBackupSettings", "pbuttonUtils", "pbuttonVersions",
-           "pbuttonBackToMain", "pbuttonBackToUtils", "ETHbtn", "update_title", "progressBar", "usbLabel",
-           "lblUSBBackup", "messages", "version_number")
+WIDGETS = (
+    "USBbtn",
+    "USBbtn",
+    "USBbtn",
+    "pbuttonBackupSettings",
+    "pbuttonUtils",
+    "pbuttonVersions",
+    "pbuttonBackToMain",
+    "pbuttonBackToUtils",
+    "ETHbtn",
+    "update_title",
+    "progressBar",
+    "usbLabel",
+    "lblUSBBackup",
+    "messages",
+    "version_number",
+)
 CODES = (0, 1, 1, 2, 2, 3, 98, 99, 126, 127, 255)
 SIGNALS = (1, 2, 6, 9, 11, 13, 15)
 AMOUNTS = (1, 5000, 70000, 1000000)
@@ -48,8 +71,19 @@ JUDGED = (OVERRIDE_SCRIPT, RECOVERY_SCRIPT, "99-USB-ubootDtbVersionCompatibility
 # What can happen at which kind of moment, and how often in comparison.
 ACTS = {
     "tick": (("thing", 12), ("touch", 6), ("clock", 2), ("hangup", 1), ("kill", 1)),
-    "script": (("exit", 6), ("signal", 4), ("marker", 6), ("thing", 5), ("touch", 5), ("say", 2), ("child", 2),
-               ("stop", 2), ("clock", 2), ("hangup", 1), ("kill", 1)),
+    "script": (
+        ("exit", 6),
+        ("signal", 4),
+        ("marker", 6),
+        ("thing", 5),
+        ("touch", 5),
+        ("say", 2),
+        ("child", 2),
+        ("stop", 2),
+        ("clock", 2),
+        ("hangup", 1),
+        ("kill", 1),
+    ),
 }
 
 

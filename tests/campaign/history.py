@@ -54,6 +54,7 @@ def shapes(thing: str) -> tuple[str, ...]:
 @dataclass(frozen=True)
 class Event:
     """Something that happens: at a moment, an act, and what it is done with."""
+
     moment: str
     act: str
     value: str

@@ -88,8 +88,11 @@ class Instrument:
             command += ["--bind", str(self.tree / "devices"), "/dev", "--tmpfs", "/dev/shm"]
             for node in NODES:
                 command += ["--dev-bind", f"/dev/{node}", f"/dev/{node}"]
-        for source, place in ((program, PROGRAM), (build / "tests/campaign/libcampaignprobe.so", PROBE),
-                              (build / "tests/campaign/campaignactor", ACTOR)):
+        for source, place in (
+            (program, PROGRAM),
+            (build / "tests/campaign/libcampaignprobe.so", PROBE),
+            (build / "tests/campaign/campaignactor", ACTOR),
+        ):
             command += ["--ro-bind", str(source), place]
         if true_speed:
             command += ["--setenv", "CAMPAIGN_TRUE_SPEED", "1"]
@@ -111,8 +114,12 @@ class Instrument:
         elif shape == "directory":
             path.mkdir()
         elif shape != "absent":
-            contents = {"lines": "first\nsecond\nthird\n", "large": "line\n" * 200000,
-                        "old": OLD_VERSION, "unwritable": OLD_VERSION}
+            contents = {
+                "lines": "first\nsecond\nthird\n",
+                "large": "line\n" * 200000,
+                "old": OLD_VERSION,
+                "unwritable": OLD_VERSION,
+            }
             modes = {"unreadable": 0o000, "unwritable": 0o444}
             write(path, contents.get(shape, ""), modes.get(shape, 0o644))
 

@@ -49,14 +49,22 @@ CONFIRMED = {
 REBOOTS = (_accepted(SETTINGS), _accepted(VERSION))
 
 # The screens that the support tools open, by button; opened again, the one before is deleted.
-TOOLS = {"pbuttonLogs": "LogsViewer", "pbuttonChgVersion": "ChangeVersionPartition",
-         "pbuttonResetLR": "ResetLocalRemote", "pbuttonResetTouchCalibration": "ResetTouchCalibration",
-         "pbuttonExportData": "ExportLogData", "pbuttonResetSystemSettings": "ResetSystemSettings",
-         "pbuttonResetDisplayDetection": "ResetDisplayDetection"}
-ASKS = {("ResetLocalRemote", "pbuttonResetLR"), ("ResetTouchCalibration", "pbuttonResetTouchCalib"),
-        ("ResetSystemSettings", "pbuttonResetSystemSettings"),
-        ("ResetDisplayDetection", "pbuttonResetDisplayDetection"),
-        ("ChangeVersionPartition", "pButtonChgVersion")}  # which keep a question each that nothing deletes
+TOOLS = {
+    "pbuttonLogs": "LogsViewer",
+    "pbuttonChgVersion": "ChangeVersionPartition",
+    "pbuttonResetLR": "ResetLocalRemote",
+    "pbuttonResetTouchCalibration": "ResetTouchCalibration",
+    "pbuttonExportData": "ExportLogData",
+    "pbuttonResetSystemSettings": "ResetSystemSettings",
+    "pbuttonResetDisplayDetection": "ResetDisplayDetection",
+}
+ASKS = {
+    ("ResetLocalRemote", "pbuttonResetLR"),
+    ("ResetTouchCalibration", "pbuttonResetTouchCalib"),
+    ("ResetSystemSettings", "pbuttonResetSystemSettings"),
+    ("ResetDisplayDetection", "pbuttonResetDisplayDetection"),
+    ("ChangeVersionPartition", "pButtonChgVersion"),
+}  # which keep a question each that nothing deletes
 LEAVES_ALIVE = ASKS | {("MainWindow", "USBbtn"), ("MainWindow", "pbuttonVersions"), ("Utilities", "pbuttonBackToMain")}
 
 
@@ -191,9 +199,11 @@ def furnish(instrument: Instrument) -> None:
             write(instrument.tree / f"var/log/{name}.log", "2023-05-12 09:30:00 a line of a log\n" * lines)
     write(recovery / "logFiles.txt", "\n".join(rows) + "\n")
     for partition in "17":
-        write(recovery / f"update_files/{partition}manifest.txt",
-              "core_version=4.05\ncore_build=118\ninstall_date_time=20230512 09:30:00\ncore_build_date=20230404\n"
-              "image_bootloader_version=V4.05.00\n")
+        write(
+            recovery / f"update_files/{partition}manifest.txt",
+            "core_version=4.05\ncore_build=118\ninstall_date_time=20230512 09:30:00\ncore_build_date=20230404\n"
+            "image_bootloader_version=V4.05.00\n",
+        )
     (instrument.tree / "sbin/reboot").unlink()
     commands = {call.split()[0] for call in CONFIRMED} | {REBOOT}
     for command in commands:

@@ -90,8 +90,9 @@ def main() -> int:
     within = tempfile.mkdtemp(prefix="monkey")
     began = time.monotonic()
     try:
-        with multiprocessing.Pool(asked.jobs, make_instrument,
-                                  (asked.build.resolve(), program.resolve(), within)) as pool:
+        with multiprocessing.Pool(
+            asked.jobs, make_instrument, (asked.build.resolve(), program.resolve(), within)
+        ) as pool:
             results = pool.map(do, tasks, chunksize=1)
     finally:
         shutil.rmtree(within)
@@ -103,9 +104,11 @@ def main() -> int:
     for fault in faults:
         print(fault)
     told = "was too short to judge its memory" if grown is None else f"grew by {grown} pages since it had settled"
-    print(f"{sum(result.touches for result in results)} touches in {sum(result.lives for result in results)} lives, "
-          f"seed {asked.seed}; {sum(scripts.values())} scripts; the steady life of {steady} touches {told}; "
-          f"{len(faults)} faults; {time.monotonic() - began:.0f} s")
+    print(
+        f"{sum(result.touches for result in results)} touches in {sum(result.lives for result in results)} lives, "
+        f"seed {asked.seed}; {sum(scripts.values())} scripts; the steady life of {steady} touches {told}; "
+        f"{len(faults)} faults; {time.monotonic() - began:.0f} s"
+    )
     return 1 if faults else 0
 
 

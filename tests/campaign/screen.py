@@ -7,6 +7,7 @@ from transcript import Screen
 
 class Form(NamedTuple):
     """A widget as its form builds it, before anything has happened."""
+
     text: str | int
     enabled: bool = True
 
@@ -40,69 +41,125 @@ def shown(text: str) -> tuple[Change, ...]:
     return ("text", "usbLabel", text), ("show", "usbLabel")
 
 
-BUILT: tuple[Change, ...] = tuple(("hide", name) for name in (
-    "progressBar", "usbLabel", "progressMsg", "ETHbtn", "version_number", "messageFrm", "pbuttonBackupSettings",
-    "lblUSBBackup"))
+BUILT: tuple[Change, ...] = tuple(
+    ("hide", name)
+    for name in (
+        "progressBar",
+        "usbLabel",
+        "progressMsg",
+        "ETHbtn",
+        "version_number",
+        "messageFrm",
+        "pbuttonBackupSettings",
+        "lblUSBBackup",
+    )
+)
 WITHOUT_TOOLS: tuple[Change, ...] = (("hide", "pbuttonUtils"), ("hide", "pbuttonVersions"))
 
 INITIALISING: tuple[Change, ...] = (
-    ("text", "version_number", "Bootloader:\nV4.05.00"), ("show", "version_number"),
+    ("text", "version_number", "Bootloader:\nV4.05.00"),
+    ("show", "version_number"),
     ("text", "USBbtn", "USB"),
-    ("disable", "USBbtn"), ("disable", "pbuttonBackupSettings"), ("checkable", "pbuttonBackupSettings"),
+    ("disable", "USBbtn"),
+    ("disable", "pbuttonBackupSettings"),
+    ("checkable", "pbuttonBackupSettings"),
     ("text", "lblUSBBackup", RESTORE_OFF),
-    ("disable", "pbuttonUtils"), ("disable", "pbuttonVersions"))
+    ("disable", "pbuttonUtils"),
+    ("disable", "pbuttonVersions"),
+)
 CHECKING = {True: shown("Checking for \nNetwork Update storage"), False: shown("Checking for \nUSB storage device")}
 
 DEVICE_FOUND = shown("USB storage device found")
-UPDATE_FOUND: tuple[Change, ...] = (*shown("'update' directory found on\nUSB storage device"),
-                                    ("text", "update_title", "Initialization:\nCompleted"))
+UPDATE_FOUND: tuple[Change, ...] = (
+    *shown("'update' directory found on\nUSB storage device"),
+    ("text", "update_title", "Initialization:\nCompleted"),
+)
 
 TOOLS: tuple[Change, ...] = (("enable", "pbuttonUtils"), ("enable", "pbuttonVersions"))
-NO_UPDATE: tuple[Change, ...] = (*shown("'update' directory NOT found on\nUSB storage device"),
-                                 ("text", "update_title", "Initialization:\nFAILED"), *TOOLS)
-NO_DEVICE: tuple[Change, ...] = (*shown("No USB storage device found.\nCheck your USB device and \nRETRY."),
-                                 ("text", "update_title", "Initialization:\nFAILED"),
-                                 ("text", "USBbtn", "RETRY"), ("enable", "USBbtn"),
-                                 ("disable", "pbuttonBackupSettings"), *TOOLS)
+NO_UPDATE: tuple[Change, ...] = (
+    *shown("'update' directory NOT found on\nUSB storage device"),
+    ("text", "update_title", "Initialization:\nFAILED"),
+    *TOOLS,
+)
+NO_DEVICE: tuple[Change, ...] = (
+    *shown("No USB storage device found.\nCheck your USB device and \nRETRY."),
+    ("text", "update_title", "Initialization:\nFAILED"),
+    ("text", "USBbtn", "RETRY"),
+    ("enable", "USBbtn"),
+    ("disable", "pbuttonBackupSettings"),
+    *TOOLS,
+)
 
 OFFERED: tuple[Change, ...] = (("enable", "USBbtn"), *TOOLS)
-OFFERED_RESTORE: tuple[Change, ...] = (("enable", "pbuttonBackupSettings"), ("show", "pbuttonBackupSettings"),
-                                       ("show", "lblUSBBackup"))
+OFFERED_RESTORE: tuple[Change, ...] = (
+    ("enable", "pbuttonBackupSettings"),
+    ("show", "pbuttonBackupSettings"),
+    ("show", "lblUSBBackup"),
+)
 OVERRIDE_MESSAGES = {
     1: "Override Matches Existing Display Setting\n\nContinueing with normal install mode.",
     2: "Override Combination Invalid\n============================\n"
-       "Only one Sizexx or SizeClear may be present at a time.\n",
+    "Only one Sizexx or SizeClear may be present at a time.\n",
 }
 
 UPDATING: tuple[Change, ...] = (
-    ("disable", "USBbtn"), ("disable", "pbuttonBackupSettings"), ("disable", "pbuttonUtils"),
-    ("disable", "pbuttonVersions"), ("hide", "ETHbtn"),
-    ("text", "progressMsg", PROGRESS), ("show", "progressMsg"), ("show", "progressBar"))
+    ("disable", "USBbtn"),
+    ("disable", "pbuttonBackupSettings"),
+    ("disable", "pbuttonUtils"),
+    ("disable", "pbuttonVersions"),
+    ("hide", "ETHbtn"),
+    ("text", "progressMsg", PROGRESS),
+    ("show", "progressMsg"),
+    ("show", "progressBar"),
+)
 TOUCHED_USB: tuple[Change, ...] = (("hide", "messageFrm"), ("disable", "usbLabel"), ("disable", "lblUSBBackup"))
 STARTED_ALONE: tuple[Change, ...] = (("hide", "messageFrm"), ("hide", "usbLabel"))
 
 NOT_FOUND = "USB storage device or \n'update' directory \nnot found"
 NOT_FOUND_ON_BLANK_BOARD = "USB storage device or\n'update' directory \nnot found"
-USB_GONE: tuple[Change, ...] = (*shown(NOT_FOUND), ("text", "update_title", "Initialization:\nFAILED"),
-                                ("disable", "USBbtn"), ("disable", "pbuttonBackupSettings"))
-REBOOTED_USB_GONE: tuple[Change, ...] = (*shown(NOT_FOUND), ("text", "update_title", "RB Initialization:\nFAILED"),
-                                         ("disable", "USBbtn"), ("disable", "pbuttonBackupSettings"),
-                                         ("disable", "pbuttonUtils"))
+USB_GONE: tuple[Change, ...] = (
+    *shown(NOT_FOUND),
+    ("text", "update_title", "Initialization:\nFAILED"),
+    ("disable", "USBbtn"),
+    ("disable", "pbuttonBackupSettings"),
+)
+REBOOTED_USB_GONE: tuple[Change, ...] = (
+    *shown(NOT_FOUND),
+    ("text", "update_title", "RB Initialization:\nFAILED"),
+    ("disable", "USBbtn"),
+    ("disable", "pbuttonBackupSettings"),
+    ("disable", "pbuttonUtils"),
+)
 
 # Where the failure's explanation is to be found, and whether the tools are offered then.
 FAILED_OVERRIDE: tuple[Change, ...] = (
-    *TOOLS, *shown("See 'update/update_override.log' on\nUSB storage device for\nexplanation of failure!"))
+    *TOOLS,
+    *shown("See 'update/update_override.log' on\nUSB storage device for\nexplanation of failure!"),
+)
 FAILED_NETWORK = shown("See 'update/update.log' in\nRECOVERY update for\nexplanation of failure!")
 FAILED_USB: tuple[Change, ...] = (
-    *TOOLS, *shown("See 'update/update.log' on\nUSB storage device for\nexplanation of failure!"))
+    *TOOLS,
+    *shown("See 'update/update.log' on\nUSB storage device for\nexplanation of failure!"),
+)
 
-KEEP: tuple[Change, ...] = (("text", "lblUSBBackup", RESTORE_ON), ("show", "lblUSBBackup"),
-                            ("style", "pbuttonBackupSettings", "QPushButton{background-color:gray}"))
-KEEP_NOT: tuple[Change, ...] = (("text", "lblUSBBackup", RESTORE_OFF), ("show", "lblUSBBackup"),
-                                ("style", "pbuttonBackupSettings", "QPushButton{background-color:QPalette::Button}"))
+KEEP: tuple[Change, ...] = (
+    ("text", "lblUSBBackup", RESTORE_ON),
+    ("show", "lblUSBBackup"),
+    ("style", "pbuttonBackupSettings", "QPushButton{background-color:gray}"),
+)
+KEEP_NOT: tuple[Change, ...] = (
+    ("text", "lblUSBBackup", RESTORE_OFF),
+    ("show", "lblUSBBackup"),
+    ("style", "pbuttonBackupSettings", "QPushButton{background-color:QPalette::Button}"),
+)
 
-ASPECTS = {"show": ("shown", True), "hide": ("shown", False), "enable": ("enabled", True),
-           "disable": ("enabled", False), "checkable": ("checkable", True)}
+ASPECTS = {
+    "show": ("shown", True),
+    "hide": ("shown", False),
+    "enable": ("enabled", True),
+    "disable": ("enabled", False),
+    "checkable": ("checkable", True),
+}
 
 
 def built() -> Screen:

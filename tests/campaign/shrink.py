@@ -8,7 +8,7 @@ from history import History, parse
 def _with_one_word_less(history: History) -> Iterator[History]:
     words = str(history).split()
     for index in reversed(range(len(words))):
-        yield parse(" ".join(words[:index] + words[index + 1:]))
+        yield parse(" ".join(words[:index] + words[index + 1 :]))
 
 
 def shrink(history: History, differs: Callable[[History], bool]) -> History:

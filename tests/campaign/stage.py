@@ -70,8 +70,9 @@ class Stage:
         self._messages: list[tuple[Party, str]] = []  # heard, and not answered yet
         self._reader = reader
         environment = {"PATH": os.environ["PATH"], "QT_QPA_PLATFORM": "offscreen", "LANG": "C.UTF-8"}
-        self._process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=console,
-                                         stderr=subprocess.DEVNULL, env=environment)
+        self._process = subprocess.Popen(
+            command, stdin=subprocess.DEVNULL, stdout=console, stderr=subprocess.DEVNULL, env=environment
+        )
         os.close(console)
         self._ended = os.pidfd_open(self._process.pid)
 

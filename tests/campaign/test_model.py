@@ -45,10 +45,16 @@ class Progress(unittest.TestCase):
             ("", "USBbtn", "RETRY"),
             ("stick=link", usb_label, "'update' directory NOT found on\nUSB storage device"),
             (f"{PLUGGED} override=filled {OVERRIDE}:exit=0", "update_title", "Overrides:\nRebooting"),
-            (f"{PLUGGED} override=filled {OVERRIDE}:marker=empty", usb_label,
-             "See 'update/update_override.log' on\nUSB storage device for\nexplanation of failure!"),
-            (f"--autoupdate {RECOVERY}:signal=9", "progressMsg",
-             "This will take a few minutes.\nNet Update Failed, rebooting"),
+            (
+                f"{PLUGGED} override=filled {OVERRIDE}:marker=empty",
+                usb_label,
+                "See 'update/update_override.log' on\nUSB storage device for\nexplanation of failure!",
+            ),
+            (
+                f"--autoupdate {RECOVERY}:signal=9",
+                "progressMsg",
+                "This will take a few minutes.\nNet Update Failed, rebooting",
+            ),
         ]
         for line, name, text in rows:
             with self.subTest(line):

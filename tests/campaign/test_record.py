@@ -33,8 +33,10 @@ class Prints(unittest.TestCase):
         self.printed("Checking Filesystem...\ncode = 3\nREBOOTING...\n")
         transcript = self.record.transcript()
         self.assertEqual(transcript.gui, ["print Checking Filesystem..."])
-        self.assertEqual(transcript.worker, ["signal progressChanged 5 'Checking Filesystem...'",
-                                             "print code = 3", "print REBOOTING..."])
+        self.assertEqual(
+            transcript.worker,
+            ["signal progressChanged 5 'Checking Filesystem...'", "print code = 3", "print REBOOTING..."],
+        )
 
     def test_are_the_windows_as_long_as_no_worker_has_begun(self) -> None:
         self.printed("Verifying Files...FAILED\n")

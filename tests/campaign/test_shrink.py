@@ -42,8 +42,9 @@ class Differences(unittest.TestCase):
 
 class Draw(unittest.TestCase):
     def test_the_same_number_draws_the_same_history(self) -> None:
-        self.assertEqual([draw.history(7, number) for number in range(50)],
-                         [draw.history(7, number) for number in range(50)])
+        self.assertEqual(
+            [draw.history(7, number) for number in range(50)], [draw.history(7, number) for number in range(50)]
+        )
         self.assertNotEqual(draw.history(7, 1), draw.history(8, 1))
 
     def test_what_is_drawn_can_be_written_and_read(self) -> None:

@@ -13,6 +13,7 @@ class Transcript:
     A line of it begins with what it is: "tick", "pause", "rest", "print", "sync", "signal", "script", or
     "look" with a widget and what has changed about it since the look before.
     """
+
     gui: list[str] = field(default_factory=list)
     worker: list[str] = field(default_factory=list)
     screen: Screen = field(default_factory=dict)  # the last that was seen
@@ -32,8 +33,10 @@ class Transcript:
 
     def without_prints(self) -> "Transcript":
         """For a console whose reader has gone: nobody saw what was printed."""
+
         def heard(lines: list[str]) -> list[str]:
             return [line for line in lines if not line.startswith("print")]
+
         return Transcript(heard(self.gui), heard(self.worker), self.screen, self.version, self.end)
 
 

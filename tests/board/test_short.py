@@ -1,0 +1,20 @@
+"""What the board has to show before anything else: an update with its restart, and a rejection."""
+
+import unittest
+
+from boards import BoardRehearsal
+
+
+class Short(unittest.TestCase):
+    def test_update_and_the_new_version_after_the_restart(self) -> None:
+        rehearsal = BoardRehearsal(self)
+        rehearsal.assert_promise_kept("reboots", "p7    root file system of 7", "comes back as", "its Versions screen")
+        self.assertIn("firmware 4.07 from version partition 7", rehearsal.output)
+        self.assertTrue(list(rehearsal.folder.glob("*-versions-after-the-reboot.png")))
+
+    def test_rejected_stick(self) -> None:
+        BoardRehearsal(self, "--stick", "badsum").assert_promise_kept("reason of the rejection", "everything else")
+
+
+if __name__ == "__main__":
+    unittest.main()
