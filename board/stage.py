@@ -58,7 +58,7 @@ class BoardStage(Stage):
             raise StageError(f"the board's screen is {SCREENS[0]}")
         if setting.by_hand:
             raise StageError("the board's screen is no window that could be touched")
-        if setting.description != ours():
+        if setting.description.file.resolve() != ours().file:
             raise StageError("the board is our own instrument: another description is rehearsed in the sandbox")
         self._setting = setting
         self._firmware = Firmware(print)

@@ -12,6 +12,7 @@ fail() {
 install_missing_packages() {
     set -- "$top/packaging/apt-packages.txt" ${1:+"$top/packaging/board-packages.txt"}
     missing=
+    # shellcheck disable=SC2013 # no name has a blank
     for package in $(cat "$@"); do
         case " ${does_without-} " in *" $package "*) continue ;; esac
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||

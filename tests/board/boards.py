@@ -11,6 +11,7 @@ from pathlib import Path
 from places import REPOSITORY
 
 SCRIPTS = REPOSITORY / "simulator/scripts"
+DESCRIPTION = REPOSITORY / "simulator/instrument.toml"
 PROGRAM = os.environ.get("TESKUPDATER_PROGRAM", "")
 ENDS_WITHIN = 1800  # seconds, on a busy machine; a quiet one needs a twentieth
 
@@ -22,7 +23,7 @@ class BoardRehearsal:
         self.test = test
         self.folder = Path(tempfile.mkdtemp(prefix="test-board-"))
         test.addCleanup(shutil.rmtree, self.folder)
-        command = ["/usr/bin/python3", "-B", REPOSITORY / "rehearsal", "--program", PROGRAM, "--on", "board"]
+        command = ["/usr/bin/python3", "-B", str(REPOSITORY / "rehearsal"), "--program", PROGRAM, "--on", "board"]
         done = subprocess.run(
             [*command, "--folder", self.folder, *options],
             stdin=subprocess.DEVNULL,
