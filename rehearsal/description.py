@@ -49,6 +49,14 @@ class Update:
 
 
 @dataclass(frozen=True)
+class Signature:
+    """By whom an update has to be signed; without keys nobody has to sign."""
+
+    keys: str = ""  # a directory of public keys on the instrument
+    suffix: str = ""  # what the name of a signature has after that of the file
+
+
+@dataclass(frozen=True)
 class Logs:
     update: str = ""
     override: str = ""
@@ -83,6 +91,7 @@ class Description:
     overlay: Path | None = None  # a directory whose files the instrument holds besides
     versions: Versions = field(default_factory=Versions)
     update: Update = field(default_factory=Update)
+    signature: Signature = field(default_factory=Signature)
     logs: Logs = field(default_factory=Logs)
     survives: Survives = field(default_factory=Survives)
     maintenance: Maintenance = field(default_factory=Maintenance)

@@ -78,6 +78,7 @@ class Follower:
         self._at_gate: list[tuple[str, float]] = []  # scripts that wait to be let go on, since when
         self._step = ""  # the last that the program has announced
         self._rejected = False
+        self._looked = False  # at the instrument, since the last event
         self._overrides = 0  # how often they were begun
 
     def follow(self) -> Record:
@@ -96,8 +97,7 @@ class Follower:
 
     def _turn(self) -> None:
         try:
-            for event in self._stage.take():
-                self._take(event)
+            self._take_all()
             waits = [self._album.settle(), self._let_go(), self._player.step(), self._stage.looks_every]
             if self._stage.changed():  # seen by one of these, so it is in no descriptor any more
                 waits.append(0.0)
@@ -108,6 +108,14 @@ class Follower:
         if not self._over and not self.record.fault and self._in_time():
             left = min(wait for wait in (*waits, self._time_left()) if wait is not None)
             select.select(self._stage.descriptors(), [], [], max(0.0, left))
+
+    def _take_all(self) -> None:
+        """Looking at the instrument takes a moment: what was said meanwhile is heard before the screen is seen."""
+        self._looked = True
+        while self._looked:
+            self._looked = False
+            for event in self._stage.take():
+                self._take(event)
 
     def _take(self, event: Event) -> None:
         match event:
@@ -195,9 +203,10 @@ class Follower:
         self._last_event = time.monotonic()
         run = next(run for run in reversed(self.record.runs) if run.name == event.name)
         run.ended, run.code = self._report.elapsed(), event.code
+        self._report.event("script", f"{event.name} {ending(event)} ({run.ended - run.started:.3f} s)")
         run.after = self._stage.holdings()
         run.printed += self._stage.printed(event.name)
-        self._report.event("script", f"{event.name} {ending(event)} ({run.ended - run.started:.3f} s)")
+        self._looked = True
         if sum(run.name == event.name for run in self.record.runs) == REPEATED:
             self.record.fault = f"{event.name} runs again and again"
 

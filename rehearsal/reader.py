@@ -12,7 +12,17 @@ from dataclasses import fields
 from pathlib import Path
 from typing import Any
 
-from rehearsal.description import KNOWN_VERSIONS, Description, Logs, Maintenance, Partition, Survives, Update, Versions
+from rehearsal.description import (
+    KNOWN_VERSIONS,
+    Description,
+    Logs,
+    Maintenance,
+    Partition,
+    Signature,
+    Survives,
+    Update,
+    Versions,
+)
 from rehearsal.modes import SCRIPTS
 
 OURS = Path(__file__).resolve().parent.parent / "simulator/instrument.toml"
@@ -22,6 +32,7 @@ UNITS = {"": 1, "K": 2**10, "M": 2**20, "G": 2**30}
 SECTIONS: dict[str, type] = {
     "versions": Versions,
     "update": Update,
+    "signature": Signature,
     "logs": Logs,
     "survives": Survives,
     "maintenance": Maintenance,
@@ -204,7 +215,7 @@ def wrong_path(place: tuple[str, ...], text: str) -> str:
     section, key = place
     if place == ("versions", "ring"):
         return ""
-    if section == "update" and key in ("manifest", "sums", "more", "bootloader_key"):
+    if section == "update" and key in ("manifest", "sums", "more", "bootloader_key") or key == "suffix":
         return "which is not a name" if "/" in text or not text else ""
     if not text.startswith("/") or ".." in Path(text).parts or text.endswith("/"):
         return "which is no full path"

@@ -71,8 +71,13 @@ class Source:
         return {
             file.name: file.read_bytes()
             for file in files
-            if file.is_file() and not file.is_symlink() and file.name != self._description.update.sums
+            if file.is_file() and not file.is_symlink() and file.name not in self._lists()
         }
+
+    def _lists(self) -> tuple[str, str]:
+        """The list of sums beside files, and its signature."""
+        sums = self._description.update.sums
+        return sums, sums + self._description.signature.suffix
 
     def _listed_sums(self) -> dict[str, str]:
         sums = self._description.update.sums

@@ -30,6 +30,7 @@ class FakeStage(Stage):
         self.has_changed = False
         self.touches: list[tuple[int, int]] = []
         self.on_let_go: Callable[[], None] = lambda: None
+        self.on_look: Callable[[], None] = lambda: None  # at what it holds
         self.on_touch: Callable[[], None] = lambda: None
         self.events: list[list[Event]] = []  # of each turn
         self.rest: list[Event] = []  # when it is stopped
@@ -78,7 +79,11 @@ class FakeStage(Stage):
         return self.front
 
     def holdings(self) -> Holdings:
+        self.on_look()
         return Holdings(Nothing(), 0)
+
+    def printed(self, name: str) -> str:
+        return f"{name} was here"
 
     def stop(self) -> list[Event]:
         return self.rest

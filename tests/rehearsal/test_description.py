@@ -56,6 +56,11 @@ class Content(Described):
         told = self.read(PARTITIONS + RING)
         self.assertEqual([told.after(active) for active in ("", "1", "8", "7")], ["1", "8", "1", None])
 
+    def test_signature(self) -> None:
+        told = self.read(PARTITIONS + "[signature]\nkeys = '/etc/keys'\nsuffix = '.sig'\n")
+        self.assertEqual((told.signature.keys, told.signature.suffix), ("/etc/keys", ".sig"))
+        self.assertEqual(self.read(PARTITIONS).signature.keys, "")
+
     def test_overlay(self) -> None:
         (self.file.parent / "more").mkdir()
         told = self.read('overlay = "more"\n' + PARTITIONS)

@@ -6,6 +6,7 @@ import io
 import tempfile
 import unittest
 from pathlib import Path
+from unittest import mock
 
 from fakes import FakeAlbum, FakeStage
 from PIL import Image
@@ -15,7 +16,7 @@ from rehearsal.follow import READY, Follower, Limits
 from rehearsal.player import Player
 from rehearsal.record import Record
 from rehearsal.report import Report
-from rehearsal.stage import Complained, Ended, Rebooted, Said, ScriptEnded, ScriptStarts, StageError
+from rehearsal.stage import Complained, Ended, Event, Rebooted, Said, ScriptEnded, ScriptStarts, StageError
 
 NAMES_THE_STAGES = "stages.py"
 OF_THE_STAGES = {"rehearsal.sandbox", "rehearsal.stages", "subprocess", "Xlib"}
@@ -120,6 +121,47 @@ class Follow(unittest.TestCase):
             album.close()
             self.assertEqual([file.name for file in Path(folder).iterdir()], ["01-50-update-kernel.png"])
         self.assertEqual(kept, [True])
+
+    def test_looks_after_each_script(self) -> None:
+        """What was said while it looked is heard before the screen is seen again."""
+        stage = FakeStage()
+        album = FakeAlbum(stage)
+        ends = ScriptEnded("4-USB-kernel.sh", "0")
+        seen: list[list[str]] = []
+        stage.events = [[Said("Update Kernel"), ScriptStarts("4-USB-kernel.sh")]]
+        stage.on_let_go = lambda: stage.events.append([ends])
+        stage.on_look = lambda: stage.events.append([Said("Update Recovery Kernel"), Rebooted()])
+
+        def settle() -> None:
+            seen.append([*album.states])
+
+        with mock.patch.object(album, "settle", settle):
+            run = self.follow(stage, album).runs[0]
+        self.assertIsNotNone(run.after)
+        self.assertEqual(run.printed, "4-USB-kernel.sh was here")
+        self.assertEqual(seen, [["50 Update Kernel"], ["50 Update Kernel", "60 Update Recovery Kernel"]])
+
+    def test_script_that_never_ends(self) -> None:
+        stage = FakeStage()
+        stage.events = [[Said("Update Kernel"), ScriptStarts("4-USB-kernel.sh")]]
+        run = self.follow(stage).runs[0]
+        self.assertEqual((run.ended, run.printed), (None, "4-USB-kernel.sh was here"))
+
+    def test_overrides_print_on_the_console(self) -> None:
+        stage = FakeStage()
+        name = "00-USB-installoverrides.sh"
+        stage.events = [[Said("Implementing overrides..."), ScriptStarts(name)]]
+        after: list[Event] = [ScriptEnded(name, "1"), Said("not its own"), Ended(0)]
+        stage.on_let_go = lambda: stage.events.append([Said("its own"), Said("Status set..."), *after])
+        self.assertEqual(self.follow(stage).runs[0].printed, f"its own\n{name} was here")
+
+    def test_overrides_again_and_again(self) -> None:
+        """A script that cannot be started does not even report that it starts."""
+        stage = FakeStage()
+        stage.events = [[Said("Implementing overrides...")] for _ in range(9)]
+        record = self.follow(stage)
+        self.assertEqual(record.fault, "00-USB-installoverrides.sh is started again and again")
+        self.assertEqual(len(record.lines), 6)
 
 
 if __name__ == "__main__":
