@@ -11,11 +11,10 @@ fail() {
 # that the emulated board needs.
 install_missing_packages() {
     set -- "$top/packaging/apt-packages.txt" ${1:+"$top/packaging/board-packages.txt"}
-    missing=
-    for package in $(cat "$@"); do
+    missing=$(cat "$@" | while read -r package; do
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
-            missing="$missing $package"
-    done
+            printf ' %s' "$package"
+    done)
     [ -n "$missing" ] || return 0
 
     printf 'Installing what is missing:%s\n' "$missing"
