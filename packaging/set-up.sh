@@ -11,13 +11,11 @@ fail() {
 # without; with --board also those that the emulated board needs.
 install_missing_packages() {
     set -- "$top/packaging/apt-packages.txt" ${1:+"$top/packaging/board-packages.txt"}
-    missing=
-    # shellcheck disable=SC2013 # no name has a blank
-    for package in $(cat "$@"); do
+    missing=$(cat "$@" | while read -r package; do
         case " ${does_without-} " in *" $package "*) continue ;; esac
         [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
-            missing="$missing $package"
-    done
+            printf ' %s' "$package"
+    done)
     [ -n "$missing" ] || return 0
 
     printf 'Installing what is missing:%s\n' "$missing"
