@@ -59,6 +59,7 @@ PLOTS = (
     "--autoupdate partition=absent",
     f"partition=absent {PLUGGED} tick6:update=absent",
     f"{PLUGGED} rest1:touch=pbuttonBackupSettings rest2:touch=USBbtn",
+    f"{PLUGGED} rest1:touch=pbuttonBackupSettings rest2:touch=pbuttonBackupSettings rest3:touch=USBbtn",
     f"{PLUGGED} rest1:update=absent rest1:touch=USBbtn",
     "update=directory rest1:touch=pbuttonBackupSettings rest2:touch=USBbtn rest3:touch=pbuttonBackupSettings",
     "rest1:touch=USBbtn rest2:touch=USBbtn",

@@ -18,8 +18,8 @@ OVERRIDE_DIRECTORIES = ("filled", "empty", "folders", "links", "hidden")
 NO_MARKER = ("absent", "dangling")
 # What is there at the end where the program cannot write its own.
 VERSIONS = {"unwritable": "V4.03.00", "directory": "a directory", "full": "nothing"}
-OPENS = {"pbuttonUtils": "Utilities", "pbuttonVersions": "ChangeVersionPartition"}
-CLOSES = {"Utilities": "pbuttonBackToMain", "ChangeVersionPartition": "pbuttonBackToUtils"}
+OPENS = {"pbuttonUtils": "Utilities", "pbuttonVersions": "ChangeVersionPartition modal"}
+CLOSES = {"Utilities": "pbuttonBackToMain", "ChangeVersionPartition modal": "pbuttonBackToUtils"}
 
 
 class Ended(Exception):

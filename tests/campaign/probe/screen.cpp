@@ -4,6 +4,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDialog>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -48,8 +49,10 @@ QByteArray mainWindow()
     QStringList open;
     for (const QWidget *top : QApplication::topLevelWidgets()) {
         if (top->objectName() != "MainWindow") {
+            const auto *dialog = qobject_cast<const QDialog *>(top);
             if (top->isVisible())
-                open += top->metaObject()->className();
+                open += QString(top->metaObject()->className())
+                    + (dialog && dialog->isModal() ? " modal" : "");
             continue;
         }
         for (const QWidget *widget : top->findChildren<QWidget *>()) {
