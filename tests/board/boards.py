@@ -22,7 +22,15 @@ class BoardRehearsal:
         self.test = test
         self.folder = Path(tempfile.mkdtemp(prefix="test-board-"))
         test.addCleanup(shutil.rmtree, self.folder)
-        command = ["/usr/bin/python3", "-B", REPOSITORY / "rehearsal", "--program", PROGRAM, "--on", "board"]
+        command: list[str | Path] = [
+            "/usr/bin/python3",
+            "-B",
+            REPOSITORY / "rehearsal",
+            "--program",
+            PROGRAM,
+            "--on",
+            "board",
+        ]
         done = subprocess.run(
             [*command, "--folder", self.folder, *options],
             stdin=subprocess.DEVNULL,
