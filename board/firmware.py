@@ -5,6 +5,7 @@ import hashlib
 import os
 import shutil
 import subprocess
+import time
 from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from pathlib import Path
@@ -18,6 +19,7 @@ BUILD = TOP / "build" / "board"
 PACKAGES = TOP / "build" / "packages" / "armhf"
 TRIPLET = "arm-linux-gnueabihf"
 SYSROOT = TOP / "build" / "sysroot" / "armhf"
+KEPT_FOR = 24 * 3600.0  # seconds
 WITHIN = 1800  # seconds, for a step of the build on a busy machine
 SPARE = 6 * MEGABYTE  # of a root file system, for its own bookkeeping
 VERSION_FILE = "etc/firmware-version"
@@ -104,14 +106,23 @@ class Firmware:
         folder = BUILD / "roots" / f"{self._identity}-{digest(contents)}"
         image = folder / f"{version}.img"
         with only_one("roots"):
+            self._forget_old_roots()
             if not (folder / "root.img").exists():
                 folder.mkdir(parents=True, exist_ok=True)
                 self._make_root(folder, scripts, aside, blank)
+            os.utime(folder)
             if not image.exists():
                 copy_sparse(folder / "root.img", folder / "new.img")
                 write_text(folder / "new.img", 0, VERSION_FILE, f"{version}\n", folder)
                 (folder / "new.img").rename(image)
         return image
+
+    @staticmethod
+    def _forget_old_roots() -> None:
+        """Those that nobody has asked for in a while, since each is hundreds of megabytes."""
+        for folder in (BUILD / "roots").glob("*"):
+            if time.time() - folder.stat().st_mtime > KEPT_FOR:
+                shutil.rmtree(folder)
 
     def _make_root(self, folder: Path, scripts: Path, aside: Path | None, blank: Path | None) -> None:
         tree = folder / "tree"
