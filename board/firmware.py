@@ -5,6 +5,7 @@ import hashlib
 import os
 import shutil
 import subprocess
+import time
 from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from pathlib import Path
@@ -16,7 +17,9 @@ HERE = Path(__file__).resolve().parent
 TOP = HERE.parent
 BUILD = TOP / "build" / "board"
 PACKAGES = TOP / "build" / "packages" / "armhf"
-COMPILER = "arm-linux-gnueabihf-gcc"
+TRIPLET = "arm-linux-gnueabihf"
+SYSROOT = TOP / "build" / "sysroot" / "armhf"
+KEPT_FOR = 24 * 3600.0  # seconds
 WITHIN = 1800  # seconds, for a step of the build on a busy machine
 SPARE = 6 * MEGABYTE  # of a root file system, for its own bookkeeping
 VERSION_FILE = "etc/firmware-version"
@@ -38,7 +41,7 @@ PROGRAM_SOURCES = (
     "packaging/toolchain.cmake",
 )
 BASE_SOURCES = ("board/make-base", "board/modules.txt", "board/root-packages.txt", "packaging/archive.sh")
-BOARD_SOURCES = ("board/bootloader", "board/make-initrd", "board/native", "board/root")
+BOARD_SOURCES = ("bench/bare.cpp", "board/bootloader", "board/make-initrd", "board/native", "board/root")
 
 
 def digest(paths: Sequence[Path]) -> str:
@@ -103,14 +106,23 @@ class Firmware:
         folder = BUILD / "roots" / f"{self._identity}-{digest(contents)}"
         image = folder / f"{version}.img"
         with only_one("roots"):
+            self._forget_old_roots()
             if not (folder / "root.img").exists():
                 folder.mkdir(parents=True, exist_ok=True)
                 self._make_root(folder, scripts, aside, blank)
+            os.utime(folder)
             if not image.exists():
                 copy_sparse(folder / "root.img", folder / "new.img")
                 write_text(folder / "new.img", 0, VERSION_FILE, f"{version}\n", folder)
                 (folder / "new.img").rename(image)
         return image
+
+    @staticmethod
+    def _forget_old_roots() -> None:
+        """Those that nobody has asked for in a while, since each is hundreds of megabytes."""
+        for folder in (BUILD / "roots").glob("*"):
+            if time.time() - folder.stat().st_mtime > KEPT_FOR:
+                shutil.rmtree(folder)
 
     def _make_root(self, folder: Path, scripts: Path, aside: Path | None, blank: Path | None) -> None:
         tree = folder / "tree"
@@ -128,7 +140,8 @@ class Firmware:
         for directory in ("mnt/new", "opt/rehearsal", "var/cache/fontconfig"):
             (tree / directory).mkdir()
         shutil.copy(self._native / "watchscript", tree / "opt/rehearsal/watch-script")
-        shutil.copy(self._native / "touchscreen", tree / "usr/lib/board/touchscreen")
+        for name in ("bare", "touchscreen"):
+            shutil.copy(self._native / name, tree / "usr/lib/board" / name)
         used = int(run(["du", "-s", "--apparent-size", "-B1", tree]).split()[0])
         size = (used * 21 // 20 + SPARE) // MEGABYTE * MEGABYTE
         make_ext4(folder / "new.img", tree, size)
@@ -158,24 +171,22 @@ class Firmware:
         directory.mkdir(exist_ok=True)
         build_step(say, "the board's bootloader", [HERE / "make-initrd", self._base, directory / "initrd"])
         for name in ("touchscreen", "watchscript"):
-            build_step(
-                say,
-                f"the board's {name}",
-                [
-                    COMPILER,
-                    "-std=gnu11",
-                    "-O2",
-                    "-static",
-                    "-s",
-                    "-Wall",
-                    "-Wextra",
-                    "-Wconversion",
-                    "-Werror",
-                    "-o",
-                    directory / name,
-                    HERE / "native" / f"{name}.c",
-                ],
-            )
+            source = HERE / "native" / f"{name}.c"
+            warnings = ["-Wall", "-Wextra", "-Wconversion", "-Werror"]
+            options = ["-std=gnu11", "-O2", "-static", "-s", *warnings]
+            build_step(say, f"the board's {name}", [f"{TRIPLET}-gcc", *options, "-o", directory / name, source])
+        qt = SYSROOT / "usr/include" / TRIPLET / "qt5"
+        libraries = [f"-lQt5{name}" for name in ("Widgets", "Gui", "Core")]
+        options = ["-std=c++17", "-O2", "-s", "-fPIC", f"--sysroot={SYSROOT}", f"-I{qt}", f"-I{qt}/QtWidgets"]
+        bare: list[str | Path] = [
+            f"{TRIPLET}-g++",
+            *options,
+            "-o",
+            directory / "bare",
+            TOP / "bench/bare.cpp",
+            *libraries,
+        ]
+        build_step(say, "a bare Qt window", bare)
 
     @staticmethod
     def _build_package(say: Callable[[str], None]) -> Path:

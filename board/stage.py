@@ -3,6 +3,7 @@
 import time
 from collections.abc import Callable, Sequence
 from contextlib import suppress
+from functools import cached_property
 from pathlib import Path
 
 from PIL.Image import Image
@@ -61,7 +62,6 @@ class BoardStage(Stage):
         if setting.description.file.resolve() != ours().file:
             raise StageError("the board is our own instrument: another description is rehearsed in the sandbox")
         self._setting = setting
-        self._firmware = Firmware(print)
         self._storage: Storage | None = None
         self._board: Emulator | None = None
         self._to_plug: Path | None = None
@@ -223,6 +223,11 @@ class BoardStage(Stage):
     def _script(line: str) -> Event:
         event, name, *result = line.split(" ", 3)
         return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
+
+    @cached_property
+    def _firmware(self) -> Firmware:
+        """Built when it is asked for first, which may take minutes."""
+        return Firmware(print)
 
     @property
     def storage(self) -> Path:

@@ -6,6 +6,7 @@ cut, each write since the last flush is kept, lost, or torn: of the last kind on
 
 import io
 import random
+import sys
 from typing import Any
 
 import nbdkit  # type: ignore[import]  # its server brings it
@@ -106,4 +107,5 @@ def flush(_: int, flags: int) -> None:
 
 
 def close(_: int) -> None:
-    print(", ".join(f"{count} {what}" for what, count in storage.lose_power().items()), flush=True)
+    counts = ", ".join(f"{count} {what}" for what, count in storage.lose_power().items())
+    print(counts, file=sys.stderr, flush=True)  # the server takes the output away

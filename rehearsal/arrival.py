@@ -3,12 +3,10 @@
 import select
 import time
 
-from PIL import ImageChops
-from PIL.Image import Image
-
 from rehearsal.album import Album
 from rehearsal.case import Case, Line
 from rehearsal.follow import READY
+from rehearsal.likeness import same_screen
 from rehearsal.player import TAKES_EFFECT_WITHIN
 from rehearsal.report import Report
 from rehearsal.stage import Complained, Ended, Event, Rebooted, Said, ScriptStarts, Stage, StageError, Started
@@ -17,7 +15,6 @@ from rehearsal.tourscreens import MIDDLES, SIZES
 COMES_UP_WITHIN = 60.0  # seconds
 AT_REST_AFTER = 0.3
 LOOKS_EVERY = 0.05
-OTHER_SCREEN = 0.15  # share of pixels that differ at least
 SEEN = "opened by a touch"
 
 
@@ -70,7 +67,7 @@ class Arrival:
         deadline = time.monotonic() + TAKES_EFFECT_WITHIN * self._stage.pace
         while not self._over and time.monotonic() < deadline:
             self._turn()
-            if differ(before, self._album.image) and self._album.at_rest(AT_REST_AFTER * self._stage.pace):
+            if not same_screen(before, self._album.image) and self._album.at_rest(AT_REST_AFTER * self._stage.pace):
                 self._screen = SEEN
                 return
         self._screen = "not opened by a touch"
@@ -101,11 +98,3 @@ class Arrival:
 
 def described(started: Started | None) -> str:
     return f"firmware {started.version} from version partition {started.partition}" if started else "nothing"
-
-
-def differ(one: Image | None, other: Image | None) -> bool:
-    """Whether two pictures show different screens, not just another state of a button."""
-    if one is None or other is None:
-        return False
-    shares = ImageChops.difference(one, other).convert("L").histogram()
-    return sum(shares[1:]) > OTHER_SCREEN * sum(shares)

@@ -4,11 +4,11 @@ import time
 from collections.abc import Callable
 from dataclasses import dataclass
 
-from PIL import ImageChops
 from PIL.Image import Image
 
 from rehearsal.album import Album
 from rehearsal.holdings import Holdings
+from rehearsal.likeness import same_screen
 from rehearsal.player import TAKES_EFFECT_WITHIN, TRIES
 from rehearsal.stage import Stage, StageError
 from rehearsal.tourscreens import MIDDLES, SIZES, Stop
@@ -17,9 +17,6 @@ AT_REST_AFTER = 0.3  # seconds without a change: longer than a button is drawn p
 LAST_AT_REST_AFTER = 0.1  # of the last picture: the instrument is going down already
 LOOKS_EVERY = 0.02
 LEFT = 0.6  # of the screen: what is shown; the buttons that change it lie to the right
-# Share of pixels that may differ on the same screen: touched buttons do, up to 8 %; other screens do from 21 % on,
-# and on a frame buffer, where all windows have one background, from 12 % on.
-RESEMBLES = 0.1
 
 
 @dataclass(frozen=True)
@@ -41,10 +38,7 @@ class Sight:
 
     def resembles(self, other: "Sight") -> bool:
         """Whether both show the same screen, whichever of its buttons has the focus."""
-        if self.image is None or other.image is None:
-            return False
-        shares = ImageChops.difference(self.image, other.image).convert("L").histogram()
-        return sum(shares[1:]) <= RESEMBLES * sum(shares)
+        return same_screen(self.image, other.image)
 
 
 NOTHING_SEEN = Sight("", 0, None, b"")

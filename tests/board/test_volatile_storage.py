@@ -36,7 +36,7 @@ class VolatileStorage(unittest.TestCase):
         self.addCleanup(self.plugin.storage.file.close)
 
     def cut(self) -> str:
-        with contextlib.redirect_stdout(io.StringIO()) as said:
+        with contextlib.redirect_stderr(io.StringIO()) as said:
             self.plugin.close(1)
         return said.getvalue()
 
