@@ -94,49 +94,20 @@ class Mode:
 # fmt: off
 MODES = {
     "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",)),
-    "keep": Mode(
-        "the same with the user files restored afterwards",
-        None,
-        KEEPING_SCRIPTS,
-        ("Restore Settings", "USB"),
-        keeps_user_files=True,
-    ),
-    "network": Mode(
-        "update that was downloaded before",
-        "--autoupdate",
-        NETWORK_SCRIPTS,
-        sources=tuple(ARCHIVES.items()),
-        network=True,
-        keeps_user_files=True,
-    ),
+    "keep": Mode("the same with the user files restored afterwards", None, KEEPING_SCRIPTS,
+                 ("Restore Settings", "USB"), keeps_user_files=True),
+    "network": Mode("update that was downloaded before", "--autoupdate", NETWORK_SCRIPTS,
+                    sources=tuple(ARCHIVES.items()), network=True, keeps_user_files=True),
     "rebootusb": Mode("update from the stick after a reboot, untouched", "--rebootusbupdate", USB_SCRIPTS),
-    "blank": Mode(
-        "rebuild of a board that was never flashed",
-        None,
-        REBUILD_SCRIPTS,
-        sources=(("good", UPDATED),),
-        blank=True,
-        verifies=False,
-    ),
+    "blank": Mode("rebuild of a board that was never flashed", None, REBUILD_SCRIPTS,
+                  sources=(("good", UPDATED),), blank=True, verifies=False),
     "goback": Mode("going back to another version, from the stick", "--gobackupdate", USB_SCRIPTS, ("USB",)),
     "deadusb": Mode("rebuild of a dead instrument, from the stick", "--deadusbrebuild", USB_SCRIPTS, ("USB",)),
-    "override": Mode(
-        "stick with overrides to install", None, USB_SCRIPTS, ("USB",), sources=tuple(OVERRIDES.items()), override=True
-    ),
-    "tools": Mode(
-        "every maintenance screen, to a change of version",
-        None,
-        tourscreens.TOOLS_SCRIPTS,
-        sources=(("good", TOURED),),
-        tour=tourscreens.TOOLS,
-        tour_ends_with="7",
-    ),
-    "settings": Mode(
-        "reset of all system settings",
-        None,
-        tourscreens.SETTINGS_SCRIPTS,
-        sources=(("good", TOURED),),
-        tour=tourscreens.SETTINGS,
-    ),
+    "override": Mode("stick with overrides to install", None, USB_SCRIPTS, ("USB",),
+                     sources=tuple(OVERRIDES.items()), override=True),
+    "tools": Mode("every maintenance screen, to a change of version", None, tourscreens.TOOLS_SCRIPTS,
+                  sources=(("good", TOURED),), tour=tourscreens.TOOLS, tour_ends_with="7"),
+    "settings": Mode("reset of all system settings", None, tourscreens.SETTINGS_SCRIPTS,
+                     sources=(("good", TOURED),), tour=tourscreens.SETTINGS),
 }
 # fmt: on

@@ -1,5 +1,6 @@
 """The sentence that a verdict begins with: what went wrong first, and by which script."""
 
+import dataclasses
 import unittest
 from collections.abc import Callable
 
@@ -27,6 +28,10 @@ class Cause(unittest.TestCase):
 
     def play(self, *names: str) -> list[str]:
         """All scripts, or some, with what `acts` has them do; then the findings."""
+        self.run_scripts(*names)
+        return self.findings()
+
+    def run_scripts(self, *names: str) -> None:
         tree, goes_on = self.tree, True
         for name in names or MODES["usb"].scripts:
             if name in self.missing or not goes_on:
@@ -39,7 +44,6 @@ class Cause(unittest.TestCase):
             goes_on = name not in self.never_end
             if goes_on and name != "11-Reboot.sh":
                 run.ended, run.code, run.after = 1.0, self.codes.get(name, "0"), tree.holdings()
-        return self.findings()
 
     def findings(self) -> list[str]:
         case = self.tree.case(unstartable=self.missing)
@@ -90,6 +94,12 @@ class OfOneScript(Cause):
             self.play()[0],
             "4-USB-kernel.sh wrote to p6, which is of version 8 (3 on the screen), not of " "the one to update",
         )
+
+    def test_wrote_where_no_image_goes(self) -> None:
+        told = self.tree.before.description
+        images = {name: slots for name, slots in told.images.items() if name != "recovery-kernel.img"}
+        self.tree.before.description = dataclasses.replace(told, images=images)
+        self.assertEqual(self.play()[0], "5-USB-recoverykernel.sh wrote to p3, to which no file of an update goes")
 
     def test_removed_a_slot(self) -> None:
         self.acts["10-USB-PostUpdate.sh"] = (self.tree.root / "dev/mmcblk0p8").unlink
@@ -240,6 +250,18 @@ class OfOneScript(Cause):
             ],
         )
 
+    def test_reboot_script_cannot_be_started(self) -> None:
+        self.missing["11-Reboot.sh"] = "is missing"
+        self.assertIn("11-Reboot.sh is missing: the program stays, with its last screen", self.play())
+
+    def test_broken_off(self) -> None:
+        self.tree.record.fault = 'touching "USB" has no effect'
+        self.assertEqual(self.play(), ['The rehearsal was broken off: touching "USB" has no effect'])
+
+    def test_program_stands_still(self) -> None:
+        self.tree.record.fault = "nothing happened for 60 s, no script was running"
+        self.assertEqual(self.play(), [f"The program stood still: {self.tree.record.fault}"])
+
     def test_not_reached(self) -> None:
         """A script that the program does not come to is no cause, whatever is wrong with it."""
         self.missing["6-USB-recoveryfs.sh"] = "is missing"
@@ -274,6 +296,22 @@ class OfOneScript(Cause):
         del self.acts["11-Reboot.sh"]
         self.tree.record.exit_status = -11
         self.assertEqual(self.play(*MODES["usb"].scripts[:5])[-1], "The program ended by itself, exit status -11")
+
+
+class OfTours(Cause):
+    def test_utility_scripts(self) -> None:
+        self.tree.mode, self.tree.outcome = MODES["tools"], "toured"
+        self.missing["ExportFiles.sh"] = "is not executable"
+        self.codes["RemoveDetectedDisplayFiles.sh"] = "7"
+        self.run_scripts("RemoveSingleFile.sh", "RemoveDetectedDisplayFiles.sh", "ChangeToPartition.sh")
+        found = findings(self.tree.case(unstartable=self.missing), [])
+        self.assertEqual(
+            found,
+            [
+                "ExportFiles.sh is not executable: the program goes on as if it had done its work",
+                "RemoveDetectedDisplayFiles.sh ended with 7: the program goes on as if it had done its work",
+            ],
+        )
 
 
 class OfRejections(Cause):

@@ -235,6 +235,11 @@ class Broken(Promise):
             {"steps shown": "Update Recovery Kernel in place 7"},
         )
 
+    def test_broken_off(self) -> None:
+        self.tree.record.fault = "nothing happened for 60 s, no script was running"
+        scripts = [*CHECK, VERSION, FILES, *WRITE, "11-SetNextPartition.sh", "11-Reboot.sh"]
+        self.assertEqual(self.faults("usb", scripts, USB), {"the run": self.tree.record.fault})
+
     def test_step_not_pictured(self) -> None:
         self.unseen = "Update Kernel"
         self.assertEqual(
