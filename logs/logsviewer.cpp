@@ -27,13 +27,19 @@ const auto doneStyle = QStringLiteral("QPushButton{background-color:lightgray}")
 const auto updateLogFile = QStringLiteral("/mnt/recovery/update_files/update/update.log");
 // clang-format on
 
+QString readText(QFile &file)
+{
+    const QByteArray bytes = file.readAll();
+    return QString::fromUtf8(bytes.constData(), bytes.size()); // with its NULs
+}
+
 } // namespace
 
 LogsViewer::LogsViewer(QWidget *parent)
     : ui(new Ui::LogsViewer)
 {
     ui->setupUi(this);
-    useLogDocument(ui->textEditLogViewer);
+    log = new LogDocument(ui->textEditLogViewer);
     setFixedSize(parent->width(), parent->height());
 
     ui->stackedWidget->setCurrentIndex(selectionPage);
@@ -100,9 +106,7 @@ bool LogsViewer::loadFile(const QString &path)
         showError(QStringLiteral("Could not open file"));
         return false;
     }
-    const QByteArray log = file.readAll();
-    setLogText(ui->textEditLogViewer,
-               QString::fromUtf8(log.constData(), log.size())); // with its NULs
+    log->setLog(readText(file));
     ui->pbuttonBackToFileSelect->setStyleSheet(doneStyle);
     pageStep = ui->textEditLogViewer->verticalScrollBar()->pageStep();
     return true;
@@ -128,7 +132,7 @@ void LogsViewer::on_pbuttonBackToFileSelect_clicked()
 {
     ui->labelTitleViewer->setText(selectionHeading);
     ui->stackedWidget->setCurrentIndex(selectionPage);
-    ui->textEditLogViewer->clear();
+    log->clearLog();
 }
 
 void LogsViewer::on_pbuttonLogViewerTop_clicked()

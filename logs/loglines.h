@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QFont>
+#include <QString>
+#include <QTextCharFormat>
+#include <QTextOption>
+
+#include <vector>
+
+class QPaintDevice;
+class QTextLayout;
+
+// How a plain text breaks into the lines of a screen, each exactly where QTextEdit breaks it. What
+// is ASCII, in a font whose letters are all as wide, is counted; everything else QTextLayout lays
+// out. Heights and widths are in 64ths of a pixel, as in Qt's own layout.
+
+/// What decides where lines break, besides the text.
+struct LineStyle
+{
+    QFont font; ///< For the paint device.
+    QTextCharFormat format; ///< Of all characters, on top of the font.
+    QTextOption option;
+    QPaintDevice *device = nullptr; ///< Not owned.
+    int width = 0;
+};
+
+/// Where a line begins.
+struct LinePlace
+{
+    int paragraph = 0; ///< Where its paragraph begins, in characters of the text.
+    int line = 0; ///< Where itself begins.
+};
+
+/// Some lines of one paragraph that follow each other, measured together.
+struct LineStretch
+{
+    LinePlace from;
+    int end = 0; ///< Where the next line begins, or the paragraph's end.
+    bool endsParagraph = false;
+    int lines = 0;
+    qint64 height = 0;
+    qint64 width = 0; ///< Of its widest line, if that is wider than it may be.
+};
+
+/// The lines of a text. A paragraph ends at a line feed, a carriage return, or one of the
+/// characters that QTextDocument takes for an end of a paragraph.
+class LogLines
+{
+public:
+    void setText(const QString &newText);
+    void setStyle(const LineStyle &newStyle);
+
+    const QString &text() const { return content; }
+    int width() const { return style.width; }
+
+    /// The stretch that begins at @p place: a whole paragraph unless that is long.
+    LineStretch measure(const LinePlace &place);
+    /// Makes @p layout show a stretch that measure() gave, with the first line at (0, 0).
+    void layOut(const LineStretch &stretch, QTextLayout &layout);
+    /// Makes @p layout, a block's own, show that block, which one stretch holds.
+    void layOutBlock(const LineStretch &stretch, QTextLayout &layout);
+
+private:
+    enum class Kind { counted, laidOut, bidirectional };
+
+    void measureFont();
+    void enter(int paragraph);
+    int scan(int from, bool *known) const;
+    bool canBeCounted() const;
+    int nextLine(int line);
+    bool mayBreak(int position);
+    bool count(LineStretch &stretch);
+    void layOutLines(LineStretch &stretch);
+    int windowEnd(int line, int size) const;
+    void prepare(const QString &part, QTextLayout &layout) const;
+    QTextOption paragraphOption() const;
+    void addLines(QTextLayout &layout, LineStretch &stretch, int longest) const;
+
+    QString content;
+    LineStyle style;
+
+    // The font: of a text with letters of different widths nothing is counted.
+    bool counting = false;
+    int columns = 0;
+    qint64 lineHeight = 0;
+    qint64 lastLineHeight = 0;
+    std::vector<ushort> overhanging; ///< Characters that need more than their column.
+
+    // The paragraph that was entered last.
+    int paragraphStart = -1;
+    int end = 0;
+    Kind kind = Kind::counted;
+    bool hasBreaks = false;
+    std::vector<bool> breaks;
+};
