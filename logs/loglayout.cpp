@@ -16,7 +16,8 @@
 namespace {
 
 constexpr int linesBetweenMarks = 64;
-constexpr int measuredAtOnce = 1 << 18; ///< Characters, before the event loop goes on.
+constexpr int measuredAtOnce = 1000; ///< Characters, as QTextDocument's own layout begins.
+constexpr qint64 tallestAtOnce = 2000 * 64; ///< The same, downwards.
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 
 qreal toPixels(qint64 fixed) { return static_cast<qreal>(fixed) / 64; }
@@ -83,7 +84,7 @@ void LogLayout::restart()
     measured = false;
     linesSinceMark = 0;
     widest = 0;
-    measureWhile([this] { return next.place.line < measuredAtOnce; });
+    measureWhile([this] { return next.place.line < measuredAtOnce || next.y < tallestAtOnce; });
     if (!measured)
         timer.start(0, this);
     emit update(QRectF(0, 0, INT_MAX, INT_MAX));
@@ -229,8 +230,7 @@ void LogLayout::draw(QPainter *painter, const PaintContext &context)
 void LogLayout::drawStretch(QPainter *painter, const LineStretch &stretch, qreal top,
                             const QRectF &clip) const
 {
-    QTextLayout layout;
-    lines.layOut(stretch, layout);
+    const QTextLayout &layout = lines.layOut(stretch);
     painter->translate(0, top);
     for (int i = 0; i < stretch.lines; ++i) {
         const QTextLine line = layout.lineAt(i);
@@ -253,8 +253,7 @@ int LogLayout::hitTest(const QPointF &point, Qt::HitTestAccuracy accuracy) const
         const bool isLast = !step(mark, stretch);
         if (inText.y() > toPixels(mark.y) && !isLast)
             continue;
-        QTextLayout layout;
-        lines.layOut(stretch, layout);
+        const QTextLayout &layout = lines.layOut(stretch);
         const QPointF inLayout = inText - QPointF(0, top);
         for (int i = 0; i < stretch.lines; ++i) {
             const QTextLine line = layout.lineAt(i);

@@ -16,11 +16,10 @@ namespace {
 // Measured together at most, so that a page within a long paragraph is near a known place.
 constexpr int mostLines = 64;
 
-// Of a longer paragraph QTextLayout gets one window after the other: it looks at all that is left
-// of a word for every line of it. Text from right to left needs its whole paragraph for much
-// longer.
-constexpr int longParagraph = 16384;
-constexpr int longBidirectionalParagraph = 262144;
+// Of a longer paragraph the toolkit gets one window after the other: for every line it looks at all
+// that is left of a word. What it does at a place can depend on all of the paragraph, but it would
+// not come to an end here.
+constexpr int longParagraph = 262144;
 constexpr int window = 2048;
 constexpr int windowMargin = 256; ///< What is near its end may break elsewhere in the whole.
 
@@ -43,30 +42,16 @@ bool arePrintable(const QChar *characters)
     return (four & (0xFF80 * one)) == 0 && notBelowBlank == 0x80 * one && isDelete == 0;
 }
 
-bool isBidirectional(const QChar *text, int length)
+/// All that a line can be counted with: the printable characters, or the others.
+QString knownCharacters(bool printable)
 {
-    return std::any_of(text, text + length, [](QChar character) {
-        if (character.unicode() < 0x590)
-            return false;
-        switch (character.direction()) {
-        case QChar::DirL:
-        case QChar::DirEN:
-        case QChar::DirES:
-        case QChar::DirET:
-        case QChar::DirCS:
-        case QChar::DirB:
-        case QChar::DirS:
-        case QChar::DirWS:
-        case QChar::DirON:
-        case QChar::DirNSM:
-        case QChar::DirBN:
-            return character.isHighSurrogate() && character.unicode() <= 0xD83B
-                && character.unicode()
-                >= 0xD802; // the right-to-left scripts beyond the first plane
-        default:
-            return true;
-        }
-    });
+    QString known;
+    for (ushort character = 0; character < 128; ++character) {
+        const bool isPrintable = character >= ' ' && character < 127;
+        if (AsciiBreaks::isKnown(character) && isPrintable == printable)
+            known += QChar(character);
+    }
+    return known;
 }
 
 /// As QTextBlock::textDirection() finds it.
@@ -102,71 +87,81 @@ void LogLines::setText(const QString &newText)
 {
     content = newText;
     paragraphStart = -1;
+    isLaidOut = false;
 }
 
 void LogLines::setStyle(const LineStyle &newStyle)
 {
     style = newStyle;
     paragraphStart = -1;
+    isLaidOut = false;
     measureFont();
 }
 
-/// Lays out every character that could be counted once, to see whether that is allowed.
 void LogLines::measureFont()
 {
-    QString all;
-    for (ushort character = 0; character < 128; ++character) {
-        if (AsciiBreaks::isKnown(character))
-            all += QChar(character);
-    }
-    QTextLayout layout;
-    prepare(all, layout);
-    QTextOption option = style.option;
-    option.setWrapMode(QTextOption::NoWrap);
-    layout.setTextOption(option);
-    layout.beginLayout();
-    QTextLine line = layout.createLine();
-    line.setLeadingIncluded(true);
-    line.setLineWidth(1 << 20);
-    layout.endLayout();
-
-    lineHeight = heightOf(line);
-    lastLineHeight = qMax(lineHeight, toFixed(line.height()));
-    const qint64 column = toFixed(line.cursorToX(1));
-    counting = style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere && column > 0
-        && style.width >= 2 * column;
-    if (!counting)
-        return;
-    for (int i = 0; i < all.size(); ++i)
-        counting = counting && toFixed(line.cursorToX(i + 1)) == column * (i + 1);
-    columns = static_cast<int>(style.width / column);
-
     const QFont font(style.format.font().resolve(style.font), style.device);
     const QFontMetricsF metrics(font, style.device);
+    column = toFixed(metrics.horizontalAdvance(QLatin1Char('x')));
+    lineHeight = 0;
+    const QString printable = knownCharacters(true);
+    counting = style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere && column > 0
+        && style.width >= 2 * column && areEquallyWide(printable);
+    controlsAreMeasured = false;
+    if (!counting)
+        return;
+    columns = static_cast<int>(style.width / column);
     overhanging.clear();
-    for (const QChar character : qAsConst(all)) {
+    for (const QChar character : printable + knownCharacters(false)) {
         if (metrics.rightBearing(character) * 64 < -static_cast<qreal>(style.width % column))
             overhanging.push_back(character.unicode());
     }
 }
 
-/// Finds the end of the paragraph; @p known says whether all its characters can be counted.
-int LogLines::scan(int from, bool *known) const
+/// Whether each of the characters takes a column, in lines as high as those of the others.
+bool LogLines::areEquallyWide(const QString &characters)
+{
+    QTextLayout test(characters, style.font, style.device);
+    if (!style.format.isEmpty())
+        test.setFormats({{0, characters.size(), style.format}});
+    test.beginLayout();
+    QTextLine line = test.createLine();
+    line.setLeadingIncluded(true);
+    line.setLineWidth(1 << 20);
+    test.endLayout();
+    for (int i = 0; i < characters.size(); ++i) {
+        if (toFixed(line.cursorToX(i + 1)) != column * (i + 1))
+            return false;
+    }
+    const qint64 height = heightOf(line);
+    const qint64 lastHeight = qMax(height, toFixed(line.height()));
+    if (lineHeight == 0) {
+        lineHeight = height;
+        lastLineHeight = lastHeight;
+    }
+    return height == lineHeight && lastHeight == lastLineHeight;
+}
+
+/// Finds the end of the paragraph, and what it holds.
+LogLines::Contents LogLines::scan(int from)
 {
     const QChar *characters = content.constData();
     const int size = content.size();
-    *known = true;
-    for (int i = from;; ++i) {
-        while (i + 4 <= size && arePrintable(characters + i))
-            i += 4;
-        if (i >= size)
-            return size;
-        const ushort character = characters[i].unicode();
-        if (AsciiBreaks::isKnown(character))
+    Contents contents = Contents::printable;
+    for (end = from;; ++end) {
+        while (end + 4 <= size && arePrintable(characters + end))
+            end += 4;
+        if (end >= size)
+            return contents;
+        const ushort character = characters[end].unicode();
+        if (character >= ' ' && character < 127)
             continue;
         if (endsParagraph(character))
-            return i;
-        *known = false;
+            return contents;
+        if (!AsciiBreaks::isKnown(character))
+            contents = Contents::anything;
+        else if (contents == Contents::printable)
+            contents = Contents::controls;
     }
 }
 
@@ -174,22 +169,25 @@ void LogLines::enter(int paragraph)
 {
     if (paragraph == paragraphStart)
         return;
-    bool known = false;
-    end = scan(paragraph, &known);
     paragraphStart = paragraph;
     hasBreaks = false;
-    kind = Kind::laidOut;
-    if (known && counting && canBeCounted())
-        kind = Kind::counted;
-    else if (isBidirectional(content.constData() + paragraph, end - paragraph))
-        kind = Kind::bidirectional;
+    isCounted = canBeCounted(scan(paragraph));
 }
 
-bool LogLines::canBeCounted() const
+bool LogLines::canBeCounted(Contents contents)
 {
+    if (!counting || contents == Contents::anything)
+        return false;
+    if (contents == Contents::controls && !controlsAreMeasured) {
+        countingControls = areEquallyWide(knownCharacters(false));
+        controlsAreMeasured = true;
+    }
+    if (contents == Contents::controls && !countingControls)
+        return false;
     const auto first = content.utf16() + paragraphStart;
     const auto last = content.utf16() + end;
-    return std::find_first_of(first, last, overhanging.begin(), overhanging.end()) == last;
+    return overhanging.empty()
+        || std::find_first_of(first, last, overhanging.begin(), overhanging.end()) == last;
 }
 
 LineStretch LogLines::measure(const LinePlace &place)
@@ -197,11 +195,11 @@ LineStretch LogLines::measure(const LinePlace &place)
     enter(place.paragraph);
     LineStretch stretch;
     stretch.from = place;
-    if (kind != Kind::counted || !count(stretch)) {
-        kind = kind == Kind::counted ? Kind::laidOut : kind;
-        layOutLines(stretch);
-    }
-    return stretch;
+    if (isCounted && count(stretch))
+        return stretch;
+    isCounted = false;
+    layOutLines(place);
+    return laidOut;
 }
 
 /// Counts lines, unless the toolkit itself has a line that is too wide: false.
@@ -269,48 +267,51 @@ int LogLines::windowEnd(int line, int size) const
 }
 
 /// Lays out lines with the toolkit: all of the paragraph, or those in a window of a long one.
-void LogLines::layOutLines(LineStretch &stretch)
+void LogLines::layOutLines(const LinePlace &place)
 {
-    const int line = stretch.from.line;
-    const int limit = kind == Kind::bidirectional ? longBidirectionalParagraph : longParagraph;
-    int size = end - stretch.from.paragraph <= limit ? end - line : window;
-    for (;; size *= 2) { // a line may have any number of blanks at its end
-        const int last = windowEnd(line, size);
-        QTextLayout layout;
-        prepare(content.mid(line, last - line), layout);
-        addLines(layout, stretch, last == end ? last - line : last - line - windowMargin);
-        stretch.endsParagraph = stretch.end == end;
-        if (stretch.lines > 0)
-            return;
+    if (isLaidOut && laidOut.from.line == place.line)
+        return;
+    int size = end - place.paragraph <= longParagraph ? end - place.line : window;
+    do { // a line may have any number of blanks at its end
+        const int last = windowEnd(place.line, size);
+        prepare(place, last);
+        addLines(layout, last == end ? last : last - windowMargin);
+        size *= 2;
+    } while (laidOut.lines == 0);
+    controlsAreMeasured = false; // if the toolkit uses another font by now, it may have those too
+}
+
+const QTextLayout &LogLines::layOut(const LineStretch &stretch)
+{
+    enter(stretch.from.paragraph);
+    if (!isLaidOut || laidOut.from.line != stretch.from.line) {
+        prepare(stretch.from, stretch.end);
+        addLines(layout, stretch.end);
     }
+    return layout;
 }
 
-void LogLines::layOut(const LineStretch &stretch, QTextLayout &layout)
+void LogLines::layOutBlock(const LineStretch &stretch, QTextLayout &blockLayout)
 {
     enter(stretch.from.paragraph);
-    const int line = stretch.from.line;
-    const int last = stretch.end == end ? end
-        : kind == Kind::counted         ? stretch.end
-                                        : qMin(end, stretch.end + windowMargin);
-    prepare(content.mid(line, last - line), layout);
-    LineStretch again = stretch;
-    addLines(layout, again, stretch.end - line);
+    blockLayout.setTextOption(paragraphOption());
+    laidOut.from = stretch.from;
+    isLaidOut = false;
+    addLines(blockLayout, stretch.end);
+    isLaidOut = false;
 }
 
-void LogLines::layOutBlock(const LineStretch &stretch, QTextLayout &layout)
+void LogLines::prepare(const LinePlace &from, int to)
 {
-    enter(stretch.from.paragraph);
-    layout.setTextOption(paragraphOption());
-    LineStretch again = stretch;
-    addLines(layout, again, stretch.end - stretch.from.line);
-}
-
-void LogLines::prepare(const QString &part, QTextLayout &layout) const
-{
+    const QString part = content.mid(from.line, to - from.line);
+    laidOut = LineStretch();
+    laidOut.from = from;
+    layout.clearLayout();
     layout.setText(part);
     layout.setFont(style.font);
-    if (!style.format.isEmpty())
-        layout.setFormats({{0, part.size(), style.format}});
+    layout.setFormats(style.format.isEmpty()
+                          ? QVector<QTextLayout::FormatRange>()
+                          : QVector<QTextLayout::FormatRange> {{0, part.size(), style.format}});
     layout.setTextOption(paragraphOption());
 }
 
@@ -326,48 +327,54 @@ QTextOption LogLines::paragraphOption() const
     return option;
 }
 
-/// Adds lines that end within the first @p longest characters, as QTextDocument's own layout does.
-void LogLines::addLines(QTextLayout &layout, LineStretch &stretch, int longest) const
+/// Adds the lines that end at @p longest or before, as QTextDocument's own layout does.
+void LogLines::addLines(QTextLayout &into, int longest)
 {
-    const qreal width = style.width / 64.0;
-    QTextOption option = layout.textOption();
-    const bool wrapsAnywhere = option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere;
     qint64 bottom = 0;
-    stretch.lines = 0;
-    stretch.height = 0;
-    stretch.width = 0;
-    layout.beginLayout();
+    QTextOption option = into.textOption();
+    laidOut = {laidOut.from};
+    into.beginLayout();
     for (;;) {
-        QTextLine line = layout.createLine();
+        QTextLine line = into.createLine();
         if (!line.isValid())
             break;
-        line.setLeadingIncluded(true);
-        line.setLineWidth(width);
-        if (toFixed(line.naturalTextWidth()) > style.width)
-            line.setLineWidth(width);
-        if (toFixed(line.naturalTextWidth()) > style.width) {
-            if (wrapsAnywhere) {
-                option.setWrapMode(QTextOption::WrapAnywhere);
-                layout.setTextOption(option);
-            }
-            line.setLineWidth(qMax(line.naturalTextWidth(), width));
-            if (wrapsAnywhere) {
-                option.setWrapMode(QTextOption::WordWrap); // for the rest of the paragraph
-                layout.setTextOption(option);
-            }
-        }
-        // QTextLine counts the blanks at its end by its end
-        const int lineEnd = line.textStart() + line.textLength();
+        setWidth(into, line, option);
+        const int lineEnd = laidOut.from.line + line.textStart() + line.textLength();
         if (lineEnd > longest)
             break;
-        line.setPosition(QPointF(0, static_cast<qreal>(stretch.height) / 64));
-        bottom = stretch.height + toFixed(line.height());
-        stretch.height += heightOf(line);
-        stretch.width = qMax(stretch.width, toFixed(line.naturalTextWidth()));
-        ++stretch.lines;
-        stretch.end = stretch.from.line + lineEnd;
+        line.setPosition(QPointF(0, static_cast<qreal>(laidOut.height) / 64));
+        bottom = laidOut.height + toFixed(line.height());
+        laidOut.height += heightOf(line);
+        laidOut.width = qMax(laidOut.width, toFixed(line.naturalTextWidth()));
+        ++laidOut.lines;
+        laidOut.end = lineEnd;
     }
-    if (stretch.end == end)
-        stretch.height = qMax(stretch.height, bottom);
-    layout.endLayout();
+    into.endLayout();
+    laidOut.endsParagraph = laidOut.lines > 0 && laidOut.end == end;
+    if (laidOut.endsParagraph)
+        laidOut.height = qMax(laidOut.height, bottom);
+    isLaidOut = laidOut.lines > 0;
+}
+
+/// Breaks a line. If nothing else helps it breaks anywhere, and becomes wider than it should be.
+void LogLines::setWidth(QTextLayout &into, QTextLine line, QTextOption &option) const
+{
+    const qreal width = style.width / 64.0;
+    const auto isTooWide = [&] { return toFixed(line.naturalTextWidth()) > style.width; };
+    line.setLeadingIncluded(true);
+    line.setLineWidth(width);
+    if (isTooWide())
+        line.setLineWidth(width);
+    if (!isTooWide())
+        return;
+    const bool wrapsAnywhere = style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere;
+    if (wrapsAnywhere) {
+        option.setWrapMode(QTextOption::WrapAnywhere);
+        into.setTextOption(option);
+    }
+    line.setLineWidth(qMax(line.naturalTextWidth(), width));
+    if (wrapsAnywhere) {
+        option.setWrapMode(QTextOption::WordWrap); // for the rest of the paragraph
+        into.setTextOption(option);
+    }
 }

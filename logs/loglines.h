@@ -3,12 +3,12 @@
 #include <QFont>
 #include <QString>
 #include <QTextCharFormat>
+#include <QTextLayout>
 #include <QTextOption>
 
 #include <vector>
 
 class QPaintDevice;
-class QTextLayout;
 
 // How a plain text breaks into the lines of a screen, each exactly where QTextEdit breaks it. What
 // is ASCII, in a font whose letters are all as wide, is counted; everything else QTextLayout lays
@@ -55,32 +55,37 @@ public:
 
     /// The stretch that begins at @p place: a whole paragraph unless that is long.
     LineStretch measure(const LinePlace &place);
-    /// Makes @p layout show a stretch that measure() gave, with the first line at (0, 0).
-    void layOut(const LineStretch &stretch, QTextLayout &layout);
+    /// A stretch that measure() gave, its first line at (0, 0); valid until the next call.
+    const QTextLayout &layOut(const LineStretch &stretch);
     /// Makes @p layout, a block's own, show that block, which one stretch holds.
-    void layOutBlock(const LineStretch &stretch, QTextLayout &layout);
+    void layOutBlock(const LineStretch &stretch, QTextLayout &blockLayout);
 
 private:
-    enum class Kind { counted, laidOut, bidirectional };
+    enum class Contents { printable, controls, anything };
 
     void measureFont();
+    bool areEquallyWide(const QString &characters);
     void enter(int paragraph);
-    int scan(int from, bool *known) const;
-    bool canBeCounted() const;
+    Contents scan(int from);
+    bool canBeCounted(Contents contents);
     int nextLine(int line);
     bool mayBreak(int position);
     bool count(LineStretch &stretch);
-    void layOutLines(LineStretch &stretch);
+    void layOutLines(const LinePlace &place);
     int windowEnd(int line, int size) const;
-    void prepare(const QString &part, QTextLayout &layout) const;
+    void prepare(const LinePlace &from, int to);
     QTextOption paragraphOption() const;
-    void addLines(QTextLayout &layout, LineStretch &stretch, int longest) const;
+    void addLines(QTextLayout &into, int longest);
+    void setWidth(QTextLayout &into, QTextLine line, QTextOption &option) const;
 
     QString content;
     LineStyle style;
 
     // The font: of a text with letters of different widths nothing is counted.
     bool counting = false;
+    bool countingControls = false; ///< Holds until the toolkit has looked for other fonts.
+    bool controlsAreMeasured = false;
+    qint64 column = 0;
     int columns = 0;
     qint64 lineHeight = 0;
     qint64 lastLineHeight = 0;
@@ -89,7 +94,11 @@ private:
     // The paragraph that was entered last.
     int paragraphStart = -1;
     int end = 0;
-    Kind kind = Kind::counted;
+    bool isCounted = false;
     bool hasBreaks = false;
     std::vector<bool> breaks;
+
+    QTextLayout layout; ///< What the toolkit laid out last.
+    bool isLaidOut = false; ///< What it shows is the stretch below, of this text and style.
+    LineStretch laidOut;
 };
