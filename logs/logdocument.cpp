@@ -2,6 +2,7 @@
 
 #include "logs/htmllimits.h"
 #include "logs/loglayout.h"
+#include "logs/logtext.h"
 
 #include <QElapsedTimer>
 #include <QFileInfo>
@@ -22,14 +23,26 @@ constexpr int piece = 1 << 16;
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 constexpr int firstSlice = 40; ///< The same before the first page is shown.
 
-/// Where the next piece of @p text ends: between two paragraphs if there is such a place.
-int pieceEnd(const QString &text, int from)
+// As many lines make up 2^23 pixels, where Qt's own layout ends. More of them do not get a block
+// each, which would take more memory than their text; in the middle they share some, between line
+// separators. Nobody but this document's layout could show them anyway.
+constexpr int mostBlocks = 1 << 19;
+
+/// Where the next piece of @p log ends: between two paragraphs if there is such a place.
+int pieceEnd(const LogText &log, int from)
 {
-    if (text.size() - from <= piece)
-        return text.size();
-    const int lineEnd = text.lastIndexOf(QLatin1Char('\n'), from + piece - 1);
+    if (log.size() - from <= piece)
+        return log.size();
+    const int lineEnd = log.lastLineFeed(from + piece - 1);
     const int end = lineEnd >= from ? lineEnd + 1 : from + piece;
-    return text.at(end).isLowSurrogate() ? end + 1 : end;
+    return QChar::isLowSurrogate(log.at(end)) ? end + 1 : end;
+}
+
+/// Whether Qt takes the log for HTML, which it says by the first line and the first tag.
+bool mightBeHtml(const QByteArray &log)
+{
+    const int tagEnd = log.indexOf('>') + 1;
+    return Qt::mightBeRichText(QString::fromUtf8(log.left(qMax(tagEnd, largeText))));
 }
 
 } // namespace
@@ -58,36 +71,57 @@ LogLayout *LogDocument::plainLayout()
     return layout;
 }
 
-void LogDocument::setLog(const QString &text)
+void LogDocument::setLog(const QByteArray &log)
 {
-    if (!Qt::mightBeRichText(text) || !canShowHtml(text)) {
-        setPlain(text);
-        return;
+    if (mightBeHtml(log)) {
+        const QString html = QString::fromUtf8(log.constData(), log.size());
+        if (canShowHtml(html)) {
+            setHtmlLog(html);
+            return;
+        }
     }
+    LogLayout *layout = plainLayout();
+    if (log.size() <= largeText)
+        view->setPlainText(QString::fromUtf8(log.constData(), log.size())); // with its NULs
+    else
+        setLargeLog(log);
+    layout->measureFor(firstSlice);
+}
+
+void LogDocument::setHtmlLog(const QString &html)
+{
     if (qobject_cast<LogLayout *>(documentLayout())) {
         setDocumentLayout(nullptr); // Qt makes its own
         documentLayout()->setPaintDevice(view->viewport());
     }
-    view->setHtml(text);
+    view->setHtml(html);
 }
 
-void LogDocument::setPlain(const QString &text)
+void LogDocument::setLargeLog(const QByteArray &log)
 {
     LogLayout *layout = plainLayout();
-    if (text.size() <= largeText) {
-        view->setPlainText(text);
-    } else {
-        QString log = text;
-        if (log.contains(QLatin1Char('\r'))) // a position for each paragraph's end
-            log.replace(QLatin1String("\r\n"), QLatin1String("\n"));
-        layout->expect(log);
-        layout->setFilling(true);
-        filled = pieceEnd(log, 0);
-        view->setPlainText(log.left(filled));
-        layout->setFilling(false);
-        timer = startTimer(0);
+    const LogText text = LogText::fromFile(log);
+    compact = text.lineFeeds() > mostBlocks;
+    filled = 0;
+    layout->expect(text);
+    layout->setFilling(true);
+    view->setPlainText(nextPiece(text));
+    layout->setFilling(false);
+    timer = startTimer(0);
+}
+
+QString LogDocument::nextPiece(const LogText &log)
+{
+    const int end = pieceEnd(log, filled);
+    QString text = log.mid(filled, end - filled);
+    if (compact && filled > 0 && end < log.size()) {
+        text.chop(1); // the end of the block, if it is one
+        text.replace(QLatin1Char('\n'), QChar::LineSeparator);
+        text.replace(QLatin1Char('\r'), QChar::LineSeparator);
+        text.append(QChar(log.at(end - 1)));
     }
-    layout->measureFor(firstSlice);
+    filled = end;
+    return text;
 }
 
 void LogDocument::timerEvent(QTimerEvent *event)
@@ -102,7 +136,7 @@ void LogDocument::timerEvent(QTimerEvent *event)
 void LogDocument::fill()
 {
     auto *layout = qobject_cast<LogLayout *>(documentLayout());
-    const QString log = layout ? layout->expected() : QString();
+    const LogText log = layout ? layout->expected() : LogText();
     if (filled < log.size()) {
         setUndoRedoEnabled(false);
         layout->setFilling(true);
@@ -111,11 +145,8 @@ void LogDocument::fill()
         QTextCursor end(this);
         end.movePosition(QTextCursor::End);
         const QTextCharFormat format = QTextCursor(this).charFormat();
-        while (filled < log.size() && clock.elapsed() < slice) {
-            const int next = pieceEnd(log, filled);
-            end.insertText(log.mid(filled, next - filled), format);
-            filled = next;
-        }
+        while (filled < log.size() && clock.elapsed() < slice)
+            end.insertText(nextPiece(log), format);
         layout->setFilling(false);
         setModified(false);
         setUndoRedoEnabled(true);

@@ -3,6 +3,7 @@
 #include <QTextDocument>
 
 class LogLayout;
+class LogText;
 class QTextEdit;
 
 /// The document of a text view that any log can be shown in. Plain text has a layout of its own,
@@ -16,10 +17,10 @@ public:
     /// Becomes the document of @p textView, which then owns it. There must be no text yet.
     explicit LogDocument(QTextEdit *textView);
 
-    /// Shows @p text; Qt decides by the content whether it is HTML. Of a large plain text only the
-    /// beginning is in the document at first; the rest comes from the event loop, while what is
-    /// seen and where it can be scrolled to are those of the whole.
-    void setLog(const QString &text);
+    /// Shows @p log, which is UTF-8; Qt decides by the content whether it is HTML. Of a large plain
+    /// text only the beginning is in the document at first; the rest comes from the event loop,
+    /// while what is seen and where it can be scrolled to are those of the whole.
+    void setLog(const QByteArray &log);
     /// Clears the view and gives the memory back to the system.
     void clearLog();
 
@@ -29,11 +30,14 @@ protected:
 
 private:
     LogLayout *plainLayout();
-    void setPlain(const QString &text);
+    void setHtmlLog(const QString &html);
+    void setLargeLog(const QByteArray &log);
+    QString nextPiece(const LogText &log);
     void fill();
     void scrollOn(int action);
 
     QTextEdit *view; ///< The owner.
     int filled = 0; ///< How many characters of an expected text are there.
+    bool compact = false; ///< Whether most of its lines share a block.
     int timer = 0;
 };

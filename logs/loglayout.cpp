@@ -32,7 +32,7 @@ LogLayout::LogLayout(QTextDocument *document)
             [this] { textIsKnown = textIsKnown && filling; });
 }
 
-void LogLayout::expect(const QString &text)
+void LogLayout::expect(const LogText &text)
 {
     lines.setText(text);
     textIsKnown = true;
@@ -47,7 +47,7 @@ void LogLayout::documentChanged(int from, int charsRemoved, int charsAdded)
     if (filling && (begun || document()->isEmpty()))
         return;
     if (!filling && (charsRemoved > 0 || !textIsKnown)) {
-        lines.setText(document()->toRawText());
+        lines.setText(LogText(document()->toRawText()));
         isExpecting = false;
     }
     textIsKnown = true;

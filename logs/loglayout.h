@@ -22,11 +22,11 @@ public:
 
     /// Takes @p text for what the document holds from now on, although only its beginning is there
     /// yet: to be called before the document gets that. Positions are those of the whole document.
-    void expect(const QString &text);
+    void expect(const LogText &text);
     /// Says that the document now gets more of the expected text; until called with false.
     void setFilling(bool isFilling) { filling = isFilling; }
     /// The expected text; empty if the document has been given another one since.
-    QString expected() const { return isExpecting ? lines.text() : QString(); }
+    LogText expected() const { return isExpecting ? lines.text() : LogText(); }
 
     /// Finds out how tall the text is, unless it takes longer than @p milliseconds.
     void measureFor(int milliseconds);

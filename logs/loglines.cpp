@@ -9,7 +9,6 @@
 #include <QtMath>
 
 #include <algorithm>
-#include <cstring>
 
 namespace {
 
@@ -31,17 +30,6 @@ bool endsParagraph(ushort character)
         || character == 0xFDD0 || character == 0xFDD1;
 }
 
-/// Whether four characters are all printable ASCII.
-bool arePrintable(const QChar *characters)
-{
-    quint64 four;
-    std::memcpy(&four, characters, sizeof four);
-    constexpr quint64 one = 0x0001000100010001;
-    const quint64 notBelowBlank = (four + 0x60 * one) & (0x80 * one);
-    const quint64 isDelete = (four + one) & (0x80 * one);
-    return (four & (0xFF80 * one)) == 0 && notBelowBlank == 0x80 * one && isDelete == 0;
-}
-
 /// All that a line can be counted with: the printable characters, or the others.
 QString knownCharacters(bool printable)
 {
@@ -55,13 +43,14 @@ QString knownCharacters(bool printable)
 }
 
 /// As QTextBlock::textDirection() finds it.
-Qt::LayoutDirection directionOf(const QChar *text, int length)
+Qt::LayoutDirection directionOf(const LogText &text, int from, int end)
 {
-    for (int i = 0; i < length; ++i) {
-        uint character = text[i].unicode();
-        if (text[i].isHighSurrogate() && i + 1 < length && text[i + 1].isLowSurrogate()) {
-            character = QChar::surrogateToUcs4(text[i], text[i + 1]);
+    for (int i = from; i < end; ++i) {
+        uint character = text.at(i);
+        if (QChar::isHighSurrogate(character) && i + 1 < end
+            && QChar::isLowSurrogate(text.at(i + 1))) {
             ++i;
+            character = QChar::surrogateToUcs4(static_cast<ushort>(character), text.at(i));
         }
         switch (QChar::direction(character)) {
         case QChar::DirL:
@@ -83,7 +72,7 @@ qint64 heightOf(const QTextLine &line)
 
 } // namespace
 
-void LogLines::setText(const QString &newText)
+void LogLines::setText(const LogText &newText)
 {
     content = newText;
     paragraphStart = -1;
@@ -145,15 +134,12 @@ bool LogLines::areEquallyWide(const QString &characters)
 /// Finds the end of the paragraph, and what it holds.
 LogLines::Contents LogLines::scan(int from)
 {
-    const QChar *characters = content.constData();
-    const int size = content.size();
     Contents contents = Contents::printable;
     for (end = from;; ++end) {
-        while (end + 4 <= size && arePrintable(characters + end))
-            end += 4;
-        if (end >= size)
+        end = content.skipPrintable(end);
+        if (end >= content.size())
             return contents;
-        const ushort character = characters[end].unicode();
+        const ushort character = content.at(end);
         if (character >= ' ' && character < 127)
             continue;
         if (endsParagraph(character))
@@ -184,10 +170,13 @@ bool LogLines::canBeCounted(Contents contents)
     }
     if (contents == Contents::controls && !countingControls)
         return false;
-    const auto first = content.utf16() + paragraphStart;
-    const auto last = content.utf16() + end;
-    return overhanging.empty()
-        || std::find_first_of(first, last, overhanging.begin(), overhanging.end()) == last;
+    if (!overhanging.empty()) {
+        for (int i = paragraphStart; i < end; ++i) {
+            if (std::count(overhanging.begin(), overhanging.end(), content.at(i)) > 0)
+                return false;
+        }
+    }
+    return true;
 }
 
 LineStretch LogLines::measure(const LinePlace &place)
@@ -225,9 +214,8 @@ bool LogLines::count(LineStretch &stretch)
 /// Where the line after @p line begins, which has more characters than columns; -1 if unknown.
 int LogLines::nextLine(int line)
 {
-    const ushort *characters = content.utf16();
     const auto skipBlanks = [&](int position) {
-        while (position < end && characters[position] == ' ')
+        while (position < end && content.at(position) == ' ')
             ++position;
         return position;
     };
@@ -245,16 +233,17 @@ int LogLines::nextLine(int line)
 /// Whether the toolkit looks at @p position whether the line is full: after a word or a part of it.
 bool LogLines::mayBreak(int position)
 {
-    const ushort *characters = content.utf16();
-    const ushort before = characters[position - 1];
+    const ushort before = content.at(position - 1);
     if (before == ' ')
         return false;
-    if (position == end || characters[position] == ' ')
+    if (position == end || content.at(position) == ' ')
         return true;
-    if (!AsciiBreaks::isPossible(before, characters[position]))
+    if (!AsciiBreaks::isPossible(before, content.at(position)))
         return false;
-    if (!hasBreaks)
-        AsciiBreaks::find(characters + paragraphStart, end - paragraphStart, breaks);
+    if (!hasBreaks) {
+        const QString paragraph = content.mid(paragraphStart, end - paragraphStart);
+        AsciiBreaks::find(paragraph.utf16(), paragraph.size(), breaks);
+    }
     hasBreaks = true;
     return breaks[static_cast<std::size_t>(position - paragraphStart)];
 }
@@ -263,7 +252,7 @@ int LogLines::windowEnd(int line, int size) const
 {
     if (size >= end - line)
         return end;
-    return content.at(line + size).isLowSurrogate() ? line + size + 1 : line + size;
+    return QChar::isLowSurrogate(content.at(line + size)) ? line + size + 1 : line + size;
 }
 
 /// Lays out lines with the toolkit: all of the paragraph, or those in a window of a long one.
@@ -319,8 +308,7 @@ QTextOption LogLines::paragraphOption() const
 {
     QTextOption option = style.option;
     if (paragraphStart >= 0) {
-        const auto direction
-            = directionOf(content.constData() + paragraphStart, end - paragraphStart);
+        const auto direction = directionOf(content, paragraphStart, end);
         option.setTextDirection(direction);
         option.setAlignment(QStyle::visualAlignment(direction, option.alignment()));
     }

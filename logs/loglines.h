@@ -1,7 +1,8 @@
 #pragma once
 
+#include "logs/logtext.h"
+
 #include <QFont>
-#include <QString>
 #include <QTextCharFormat>
 #include <QTextLayout>
 #include <QTextOption>
@@ -47,10 +48,10 @@ struct LineStretch
 class LogLines
 {
 public:
-    void setText(const QString &newText);
+    void setText(const LogText &newText);
     void setStyle(const LineStyle &newStyle);
 
-    const QString &text() const { return content; }
+    const LogText &text() const { return content; }
     int width() const { return style.width; }
 
     /// The stretch that begins at @p place: a whole paragraph unless that is long.
@@ -78,7 +79,7 @@ private:
     void addLines(QTextLayout &into, int longest);
     void setWidth(QTextLayout &into, QTextLine line, QTextOption &option) const;
 
-    QString content;
+    LogText content;
     LineStyle style;
 
     // The font: of a text with letters of different widths nothing is counted.

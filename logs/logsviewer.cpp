@@ -27,12 +27,6 @@ const auto doneStyle = QStringLiteral("QPushButton{background-color:lightgray}")
 const auto updateLogFile = QStringLiteral("/mnt/recovery/update_files/update/update.log");
 // clang-format on
 
-QString readText(QFile &file)
-{
-    const QByteArray bytes = file.readAll();
-    return QString::fromUtf8(bytes.constData(), bytes.size()); // with its NULs
-}
-
 } // namespace
 
 LogsViewer::LogsViewer(QWidget *parent)
@@ -106,7 +100,7 @@ bool LogsViewer::loadFile(const QString &path)
         showError(QStringLiteral("Could not open file"));
         return false;
     }
-    log->setLog(readText(file));
+    log->setLog(file.readAll());
     ui->pbuttonBackToFileSelect->setStyleSheet(doneStyle);
     pageStep = ui->textEditLogViewer->verticalScrollBar()->pageStep();
     return true;

@@ -66,10 +66,10 @@ QString TwinViews::pageDifference(const QString &where) const
     return {};
 }
 
-QString TwinViews::difference(const QString &text)
+QString TwinViews::difference(const QByteArray &log)
 {
-    document->setLog(text);
-    toolkitsView->setText(text);
+    document->setLog(log);
+    toolkitsView->setText(QString::fromUtf8(log.constData(), log.size()));
     settle();
     QString found = settledDifference();
 

@@ -12,9 +12,9 @@ class TwinViews
 public:
     explicit TwinViews(const QSize &size);
 
-    /// Shows @p text in both and compares all that is to be seen of it, on every page that the
+    /// Shows @p log in both and compares all that is to be seen of it, on every page that the
     /// paging buttons lead to. Returns what differs; nothing if they are alike.
-    QString difference(const QString &text);
+    QString difference(const QByteArray &log);
 
     QTextEdit *own() const { return ownView; }
     QTextEdit *toolkits() const { return toolkitsView; }
