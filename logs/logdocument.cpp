@@ -42,7 +42,8 @@ int pieceEnd(const LogText &log, int from)
 bool mightBeHtml(const QByteArray &log)
 {
     const int tagEnd = log.indexOf('>') + 1;
-    return Qt::mightBeRichText(QString::fromUtf8(log.left(qMax(tagEnd, largeText))));
+    const int size = qMin(log.size(), qMax(tagEnd, largeText));
+    return Qt::mightBeRichText(QString::fromUtf8(log.constData(), size)); // with its NULs
 }
 
 } // namespace
@@ -75,7 +76,7 @@ void LogDocument::setLog(const QByteArray &log)
 {
     if (mightBeHtml(log)) {
         const QString html = QString::fromUtf8(log.constData(), log.size());
-        if (canShowHtml(html)) {
+        if (canShowHtml(html, defaultFont())) {
             setHtmlLog(html);
             return;
         }

@@ -28,8 +28,8 @@ qint64 toFixed(qreal pixels) { return static_cast<qint64>(pixels * 64); }
 LogLayout::LogLayout(QTextDocument *document)
     : QAbstractTextDocumentLayout(document)
 {
-    connect(document, &QTextDocument::contentsChange, this,
-            [this] { textIsKnown = textIsKnown && filling; });
+    // comes right before documentChanged(), which is called for a new width or font as well
+    connect(document, &QTextDocument::contentsChange, this, [this] { isNewText = true; });
 }
 
 void LogLayout::expect(const LogText &text)
@@ -44,9 +44,12 @@ void LogLayout::documentChanged(int from, int charsRemoved, int charsAdded)
 {
     Q_UNUSED(from)
     Q_UNUSED(charsAdded)
-    if (filling && (begun || document()->isEmpty()))
-        return;
-    if (!filling && (charsRemoved > 0 || !textIsKnown)) {
+    const bool isChanged = isNewText || charsRemoved > 0;
+    isNewText = false;
+    if (isChanged && filling) {
+        if (begun || document()->isEmpty())
+            return;
+    } else if (isChanged || !textIsKnown) {
         lines.setText(LogText(document()->toRawText()));
         isExpecting = false;
     }

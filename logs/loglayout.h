@@ -66,6 +66,7 @@ private:
 
     mutable LogLines lines;
     bool textIsKnown = false; ///< What lines has is what the document has.
+    bool isNewText = false;
     bool isExpecting = false;
     bool filling = false;
     bool begun = false; ///< There is a text and a width.
