@@ -33,8 +33,8 @@ int pieceEnd(const LogText &log, int from)
 {
     if (log.size() - from <= piece)
         return log.size();
-    const int lineEnd = log.lastLineFeed(from + piece - 1);
-    const int end = lineEnd >= from ? lineEnd + 1 : from + piece;
+    const int lineEnd = log.lastLineFeed(from, from + piece);
+    const int end = lineEnd >= 0 ? lineEnd + 1 : from + piece;
     return QChar::isLowSurrogate(log.at(end)) ? end + 1 : end;
 }
 
@@ -143,11 +143,13 @@ void LogDocument::fill()
         layout->setFilling(true);
         QElapsedTimer clock;
         clock.start();
-        QTextCursor end(this);
-        end.movePosition(QTextCursor::End);
         const QTextCharFormat format = QTextCursor(this).charFormat();
+        QTextCursor end(this);
+        end.beginEditBlock(); // otherwise a cursor looks for its line, in all of the paragraph
+        end.movePosition(QTextCursor::End);
         while (filled < log.size() && clock.elapsed() < slice)
             end.insertText(nextPiece(log), format);
+        end.endEditBlock();
         layout->setFilling(false);
         setModified(false);
         setUndoRedoEnabled(true);

@@ -64,10 +64,13 @@ QString LogText::mid(int position, int length) const
                            : QString::fromLatin1(narrow.constData() + position, length);
 }
 
-int LogText::lastLineFeed(int from) const
+int LogText::lastLineFeed(int from, int to) const
 {
-    return narrow.isNull() ? wide.lastIndexOf(QLatin1Char('\n'), from)
-                           : narrow.lastIndexOf('\n', from);
+    for (int position = to - 1; position >= from; --position) {
+        if (at(position) == '\n')
+            return position;
+    }
+    return -1;
 }
 
 int LogText::lineFeeds() const

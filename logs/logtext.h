@@ -23,7 +23,7 @@ public:
                                : static_cast<uchar>(narrow.at(position));
     }
     QString mid(int position, int length) const;
-    int lastLineFeed(int from) const; ///< At @p from or before; -1 if there is none.
+    int lastLineFeed(int from, int to) const; ///< Before @p to; -1 if there is none.
     int lineFeeds() const;
     /// Past the printable ASCII characters that begin at @p position, or a little before that.
     int skipPrintable(int position) const;
