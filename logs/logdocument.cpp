@@ -19,6 +19,7 @@ namespace {
 
 // A text up to this size is in the document at once. A larger one would keep the screen waiting.
 constexpr int largeText = 4 << 20;
+constexpr int manyLines = 100000;
 constexpr int piece = 1 << 16;
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 constexpr int firstSlice = 40; ///< The same before the first page is shown.
@@ -82,7 +83,9 @@ void LogDocument::setLog(const QByteArray &log)
         }
     }
     LogLayout *layout = plainLayout();
-    if (log.size() <= largeText)
+    const int lines = log.count('\n') + log.count('\r');
+    compact = lines > mostBlocks;
+    if (log.size() <= largeText && lines <= manyLines)
         view->setPlainText(QString::fromUtf8(log.constData(), log.size())); // with its NULs
     else
         setLargeLog(log);
@@ -102,7 +105,6 @@ void LogDocument::setLargeLog(const QByteArray &log)
 {
     LogLayout *layout = plainLayout();
     const LogText text = LogText::fromFile(log);
-    compact = text.lineFeeds() > mostBlocks;
     filled = 0;
     layout->expect(text);
     layout->setFilling(true);

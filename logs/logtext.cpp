@@ -1,6 +1,5 @@
 #include "logs/logtext.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -71,11 +70,6 @@ int LogText::lastLineFeed(int from, int to) const
             return position;
     }
     return -1;
-}
-
-int LogText::lineFeeds() const
-{
-    return narrow.isNull() ? wide.count(QLatin1Char('\n')) : narrow.count('\n');
 }
 
 int LogText::skipPrintable(int position) const

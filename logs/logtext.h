@@ -24,7 +24,6 @@ public:
     }
     QString mid(int position, int length) const;
     int lastLineFeed(int from, int to) const; ///< Before @p to; -1 if there is none.
-    int lineFeeds() const;
     /// Past the printable ASCII characters that begin at @p position, or a little before that.
     int skipPrintable(int position) const;
 
