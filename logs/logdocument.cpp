@@ -1,123 +1,208 @@
 #include "logs/logdocument.h"
 
-#include <QAbstractTextDocumentLayout>
+#include "logs/htmllimits.h"
+#include "logs/loglayout.h"
+#include "logs/logtext.h"
+
+#include <QElapsedTimer>
 #include <QFileInfo>
 #include <QImage>
-#include <QTextDocument>
+#include <QScrollBar>
+#include <QTextCursor>
 #include <QTextEdit>
-#include <QTextFrame>
+#include <QTimerEvent>
 #include <QUrl>
+
+#include <malloc.h>
 
 namespace {
 
-// Below 2^23 pixels Qt looks for ever for the next page of a text that has only one. The lines and
-// columns are fewer than the viewer's font brings there, and than fit into the smallest screen.
-constexpr int mostLines = 400000;
-constexpr int fewestColumns = 60;
+// A text up to this size is in the document at once. A larger one would keep the screen waiting.
+constexpr int largeText = 4 << 20;
+constexpr int manyLines = 100000;
+constexpr int piece = 1 << 16;
+constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
+constexpr int firstSlice = 40; ///< The same before the first page is shown.
 
-// Reading HTML takes the square of the time with each tag inside another, and laying it out twice
-// the time with each table inside a table.
-constexpr int mostTags = 20000;
-constexpr int deepestTables = 14;
+// As many lines make up 2^23 pixels, where Qt's own layout ends. More of them do not get a block
+// each, which would take more memory than their text; in the middle they share some, between line
+// separators. Nobody but this document's layout could show them anyway.
+constexpr int mostBlocks = 1 << 19;
 
-// Laying out a word takes the square of the time too, while a line may end only between words.
-constexpr int longestWord = 30000;
-
-/// Reads ordinary files only: a pipe or a device, named as an image, might never end.
-class LogDocument : public QTextDocument
+/// Where the next piece of @p log ends: between two paragraphs if there is such a place.
+int pieceEnd(const LogText &log, int from)
 {
-public:
-    using QTextDocument::QTextDocument;
-
-protected:
-    QVariant loadResource(int type, const QUrl &url) override
-    {
-        for (const QString &path :
-             {url.toString(), url.toLocalFile(), url.path(QUrl::FullyDecoded)}) {
-            const QFileInfo file(path);
-            if (file.exists() && !file.isFile()) {
-                QImage blank(1, 1, QImage::Format_ARGB32); // for a null one Qt would look itself
-                blank.fill(Qt::transparent);
-                return blank;
-            }
-        }
-        return QTextDocument::loadResource(type, url);
-    }
-};
-
-/// Where the last lines begin that surely fit, each counted as often as it is wrapped at most. A
-/// line that does not fit alone is cut.
-int beginningOfTheEnd(const QString &text)
-{
-    int lines = 0;
-    int beginning = text.size() + 1;
-    while (beginning > 0) {
-        const int end = beginning - 1;
-        const int start = end > 0 ? text.lastIndexOf(QLatin1Char('\n'), end - 1) + 1 : 0;
-        lines += 1 + (end - start) / fewestColumns;
-        if (lines > mostLines)
-            return beginning > text.size() ? end - mostLines * fewestColumns : beginning;
-        beginning = start;
-    }
-    return 0;
+    if (log.size() - from <= piece)
+        return log.size();
+    const int lineEnd = log.lastLineFeed(from, from + piece);
+    const int end = lineEnd >= 0 ? lineEnd + 1 : from + piece;
+    return QChar::isLowSurrogate(log.at(end)) ? end + 1 : end;
 }
 
-bool hasLongWord(const QString &text)
+/// Whether Qt takes the log for HTML, which it says by the first line and the first tag.
+bool mightBeHtml(const QByteArray &log)
 {
-    int length = 0;
-    for (const QChar character : text) {
-        const bool ends = character == QLatin1Char(' ') || character == QLatin1Char('\t')
-            || character == QLatin1Char('\n') || character == QLatin1Char('\r');
-        length = ends ? 0 : length + 1;
-        if (length > longestWord)
-            return true;
-    }
-    return false;
-}
-
-/// How deep frames, which tables are, stand inside each other.
-int depth(const QTextFrame *frame)
-{
-    int deepest = 0;
-    const QList<QTextFrame *> frames = frame->childFrames();
-    for (const QTextFrame *inside : frames)
-        deepest = qMax(deepest, 1 + depth(inside));
-    return deepest;
-}
-
-bool isModestHtml(const QString &text)
-{
-    if (text.count(QLatin1Char('<')) > mostTags || beginningOfTheEnd(text) > 0)
-        return false;
-    LogDocument html; // without a layout it is quick
-    html.setUndoRedoEnabled(false);
-    html.setHtml(text);
-    return depth(html.rootFrame()) <= deepestTables && !hasLongWord(html.toPlainText());
+    const int tagEnd = log.indexOf('>') + 1;
+    const int size = qMin(log.size(), qMax(tagEnd, largeText));
+    return Qt::mightBeRichText(QString::fromUtf8(log.constData(), size)); // with its NULs
 }
 
 } // namespace
 
-void useLogDocument(QTextEdit *viewer)
+LogDocument::LogDocument(QTextEdit *textView)
+    : QTextDocument(textView)
+    , view(textView)
 {
-    auto *document = new LogDocument(viewer);
-    document->setDefaultFont(viewer->document()->defaultFont());
-    document->setDefaultTextOption(viewer->document()->defaultTextOption()); // the tab stops
-    document->documentLayout()->setPaintDevice(viewer->viewport()); // as the view does with its own
-    viewer->setDocument(document);
+    setDefaultFont(view->document()->defaultFont());
+    setDefaultTextOption(view->document()->defaultTextOption()); // the tab stops
+    plainLayout();
+    view->setDocument(this);
+    connect(view->verticalScrollBar(), &QAbstractSlider::actionTriggered, this,
+            &LogDocument::scrollOn);
 }
 
-void setLogText(QTextEdit *viewer, const QString &text)
+/// The layout for plain text, which replaces Qt's if that is in use.
+LogLayout *LogDocument::plainLayout()
 {
-    if (Qt::mightBeRichText(text) && isModestHtml(text)) {
-        viewer->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-        viewer->setHtml(text);
-        return;
+    auto *layout = qobject_cast<LogLayout *>(documentLayout());
+    if (!layout) {
+        layout = new LogLayout(this);
+        layout->setPaintDevice(view->viewport()); // as the view does with its own
+        setDocumentLayout(layout);
     }
-    viewer->setWordWrapMode(hasLongWord(text) ? QTextOption::WrapAnywhere
-                                              : QTextOption::WrapAtWordBoundaryOrAnywhere);
-    const int beginning = beginningOfTheEnd(text);
-    viewer->setPlainText(beginning == 0
-                             ? text
-                             : QStringLiteral("(This log is too long: here is its end.)\n")
-                                 + text.mid(beginning));
+    return layout;
+}
+
+void LogDocument::setLog(const QByteArray &log)
+{
+    if (mightBeHtml(log)) {
+        const QString html = QString::fromUtf8(log.constData(), log.size());
+        if (canShowHtml(html, defaultFont())) {
+            setHtmlLog(html);
+            return;
+        }
+    }
+    LogLayout *layout = plainLayout();
+    const int lines = log.count('\n') + log.count('\r');
+    compact = lines > mostBlocks;
+    if (log.size() <= largeText && lines <= manyLines)
+        view->setPlainText(QString::fromUtf8(log.constData(), log.size())); // with its NULs
+    else
+        setLargeLog(log);
+    layout->measureFor(firstSlice);
+}
+
+void LogDocument::setHtmlLog(const QString &html)
+{
+    if (qobject_cast<LogLayout *>(documentLayout())) {
+        setDocumentLayout(nullptr); // Qt makes its own
+        documentLayout()->setPaintDevice(view->viewport());
+    }
+    view->setHtml(html);
+}
+
+void LogDocument::setLargeLog(const QByteArray &log)
+{
+    LogLayout *layout = plainLayout();
+    const LogText text = LogText::fromFile(log);
+    filled = 0;
+    layout->expect(text);
+    layout->setFilling(true);
+    view->setPlainText(nextPiece(text));
+    layout->setFilling(false);
+    timer = startTimer(0);
+}
+
+QString LogDocument::nextPiece(const LogText &log)
+{
+    const int end = pieceEnd(log, filled);
+    QString text = log.mid(filled, end - filled);
+    if (compact && filled > 0 && end < log.size()) {
+        text.chop(1); // the end of the block, if it is one
+        text.replace(QLatin1Char('\n'), QChar::LineSeparator);
+        text.replace(QLatin1Char('\r'), QChar::LineSeparator);
+        text.append(QChar(log.at(end - 1)));
+    }
+    filled = end;
+    return text;
+}
+
+void LogDocument::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == timer)
+        fill();
+    else
+        QTextDocument::timerEvent(event);
+}
+
+/// Puts more of the expected text into the document, for a short time.
+void LogDocument::fill()
+{
+    auto *layout = qobject_cast<LogLayout *>(documentLayout());
+    const LogText log = layout ? layout->expected() : LogText();
+    if (filled < log.size()) {
+        setUndoRedoEnabled(false);
+        layout->setFilling(true);
+        QElapsedTimer clock;
+        clock.start();
+        const QTextCharFormat format = QTextCursor(this).charFormat();
+        QTextCursor end(this);
+        end.beginEditBlock(); // otherwise a cursor looks for its line, in all of the paragraph
+        end.movePosition(QTextCursor::End);
+        while (filled < log.size() && clock.elapsed() < slice)
+            end.insertText(nextPiece(log), format);
+        end.endEditBlock();
+        layout->setFilling(false);
+        setModified(false);
+        setUndoRedoEnabled(true);
+    }
+    if (filled >= log.size()) {
+        killTimer(timer);
+        timer = 0;
+    }
+}
+
+void LogDocument::clearLog()
+{
+    view->clear();
+    malloc_trim(0);
+}
+
+/// Makes sure that the place scrolled to is where it seems to be: Qt has gone by an estimate.
+void LogDocument::scrollOn(int action)
+{
+    auto *layout = qobject_cast<LogLayout *>(documentLayout());
+    if (!layout)
+        return;
+    QScrollBar *bar = view->verticalScrollBar();
+    const auto goTo = [&](int position) {
+        layout->measureTo(position + view->viewport()->height());
+        bar->setSliderPosition(position);
+    };
+    switch (action) {
+    case QAbstractSlider::SliderToMaximum:
+        layout->measureAll();
+        bar->setSliderPosition(bar->maximum());
+        break;
+    case QAbstractSlider::SliderPageStepAdd:
+        goTo(bar->value() + bar->pageStep());
+        break;
+    case QAbstractSlider::SliderSingleStepAdd:
+        goTo(bar->value() + bar->singleStep());
+        break;
+    default:
+        goTo(bar->sliderPosition());
+    }
+}
+
+/// Nothing that might never end is read, as a picture or a style sheet: in its place there is what
+/// Qt shows for a picture that it does not find.
+QVariant LogDocument::loadResource(int type, const QUrl &url)
+{
+    for (const QString &path : {url.toString(), url.toLocalFile()}) {
+        const QFileInfo file(path);
+        if (file.exists() && !file.isFile() && !file.isDir())
+            return QImage(QStringLiteral(":/qt-project.org/styles/commonstyle/images/file-16.png"));
+    }
+    return QTextDocument::loadResource(type, url);
 }

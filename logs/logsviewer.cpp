@@ -33,7 +33,7 @@ LogsViewer::LogsViewer(QWidget *parent)
     : ui(new Ui::LogsViewer)
 {
     ui->setupUi(this);
-    useLogDocument(ui->textEditLogViewer);
+    log = new LogDocument(ui->textEditLogViewer);
     setFixedSize(parent->width(), parent->height());
 
     ui->stackedWidget->setCurrentIndex(selectionPage);
@@ -100,9 +100,7 @@ bool LogsViewer::loadFile(const QString &path)
         showError(QStringLiteral("Could not open file"));
         return false;
     }
-    const QByteArray log = file.readAll();
-    setLogText(ui->textEditLogViewer,
-               QString::fromUtf8(log.constData(), log.size())); // with its NULs
+    log->setLog(file.readAll());
     ui->pbuttonBackToFileSelect->setStyleSheet(doneStyle);
     pageStep = ui->textEditLogViewer->verticalScrollBar()->pageStep();
     return true;
@@ -128,7 +126,7 @@ void LogsViewer::on_pbuttonBackToFileSelect_clicked()
 {
     ui->labelTitleViewer->setText(selectionHeading);
     ui->stackedWidget->setCurrentIndex(selectionPage);
-    ui->textEditLogViewer->clear();
+    log->clearLog();
 }
 
 void LogsViewer::on_pbuttonLogViewerTop_clicked()

@@ -3,6 +3,7 @@
 #include <QAbstractSlider>
 #include <QDialog>
 
+class LogDocument;
 class QModelIndex;
 class QTableWidgetItem;
 
@@ -47,6 +48,7 @@ private:
     void showError(const QString &text);
 
     Ui::LogsViewer *ui; ///< Owned.
+    LogDocument *log; ///< Owned by the text view.
     QStringList logFileLines; ///< The non-empty lines of the log list.
     int pageStep = 0; ///< The viewer's visible height when the file was loaded.
     QString selectedLogPath; ///< Of the entry pressed last.

@@ -1,0 +1,190 @@
+#include "logs/htmllimits.h"
+
+#include <QFontMetrics>
+#include <QHash>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QVector>
+
+#include <algorithm>
+
+// What is beyond these limits took Qt more than five seconds of a desktop's processor, and grows
+// with the square of the number, with tables twice for each; an instrument needs ten times as long.
+// Seconds, just within and a little beyond:
+//   elements inside each other   unknown ones 22000: 5; <b> 20000: 5; <div> 15000: 7
+//   tables inside each other     18: 2.7; 19: 5.4
+//   items of one list            10000: 4.9; 20000: 20
+//   pictures of one paragraph    5000: 3.9; 10000: 15
+//   characters of one word       300000: 4.5; 1000000: 50
+static constexpr int deepestElement = 22000;
+static constexpr int deepestTable = 18;
+static constexpr int longestList = 10000;
+static constexpr int mostPictures = 5500;
+static constexpr int longestWord = 205000;
+
+// Below 2^23 pixels Qt looks for ever for the next page of a text that has only one.
+static constexpr qint64 tallestText = 1 << 23;
+static constexpr int smallText = 1 << 19; ///< Too small to become as tall.
+
+namespace {
+
+enum class Kind { inside, table, list, item, picture, flat, separator };
+
+struct Element
+{
+    const char *name;
+    Kind kind;
+};
+
+// All others may stand inside each other.
+constexpr Element elements[] = {
+    {"table", Kind::table},  {"ul", Kind::list},      {"ol", Kind::list},
+    {"li", Kind::item},      {"img", Kind::picture},  {"br", Kind::separator},
+    {"hr", Kind::separator}, {"p", Kind::separator},  {"td", Kind::separator},
+    {"th", Kind::separator}, {"tr", Kind::separator}, {"dt", Kind::separator},
+    {"dd", Kind::separator}, {"tbody", Kind::flat},   {"thead", Kind::flat},
+    {"tfoot", Kind::flat},   {"meta", Kind::flat},    {"link", Kind::flat},
+};
+
+Kind kindOf(const QString &name)
+{
+    const auto *found
+        = std::find_if(std::begin(elements), std::end(elements),
+                       [&](const Element &element) { return name == QLatin1String(element.name); });
+    return found == std::end(elements) ? Kind::inside : found->kind;
+}
+
+/// Reads the tags as they come and remembers what is open.
+class Outline
+{
+public:
+    explicit Outline(const QString &text)
+        : html(text)
+    {
+    }
+
+    bool isWithinLimits()
+    {
+        int position = 0;
+        while (position < html.size()) {
+            if (html.at(position) == QLatin1Char('<')) {
+                position = readTag(position);
+            } else {
+                word = html.at(position).isSpace() ? 0 : word + 1;
+                ++position;
+            }
+            if (open.size() > deepestElement || tables > deepestTable || pictures > mostPictures
+                || word > longestWord || (!lists.isEmpty() && lists.last() > longestList))
+                return false;
+        }
+        return true;
+    }
+
+private:
+    /// Returns where the tag or comment that begins at @p start ends.
+    int readTag(int start)
+    {
+        if (html.midRef(start, 4) == QLatin1String("<!--")) {
+            const int end = html.indexOf(QLatin1String("-->"), start);
+            return end < 0 ? html.size() : end + 3;
+        }
+        int position = start + 1;
+        const bool closes = position < html.size() && html.at(position) == QLatin1Char('/');
+        position += closes ? 1 : 0;
+        const int nameStart = position;
+        while (position < html.size() && html.at(position).isLetterOrNumber())
+            ++position;
+        const QString name = html.mid(nameStart, position - nameStart).toLower();
+        if (name.isEmpty())
+            return start + 1;
+        QChar quote;
+        for (; position < html.size(); ++position) {
+            const QChar character = html.at(position);
+            if (!quote.isNull())
+                quote = character == quote ? QChar() : quote;
+            else if (character == QLatin1Char('"') || character == QLatin1Char('\''))
+                quote = character;
+            else if (character == QLatin1Char('>'))
+                break;
+        }
+        const bool isWhole = html.at(position - 1) == QLatin1Char('/');
+        if (closes)
+            close(name);
+        else if (!isWhole || kindOf(name) == Kind::picture)
+            begin(name);
+        return position + 1;
+    }
+
+    void begin(const QString &name)
+    {
+        const Kind kind = kindOf(name);
+        if (kind == Kind::picture)
+            ++pictures;
+        if (kind == Kind::item && !lists.isEmpty())
+            ++lists.last();
+        if (kind == Kind::table)
+            ++tables;
+        if (kind == Kind::list)
+            lists.append(0);
+        if (kind != Kind::inside && kind != Kind::picture)
+            pictures = word = 0;
+        if (kind == Kind::inside || kind == Kind::table || kind == Kind::list) {
+            open.append(name);
+            ++openNames[name];
+        }
+    }
+
+    void close(const QString &name)
+    {
+        if (openNames.value(name) == 0)
+            return;
+        const int index = open.lastIndexOf(name);
+        for (int i = index; i < open.size(); ++i) {
+            --openNames[open.at(i)];
+            const Kind kind = kindOf(open.at(i));
+            if (kind == Kind::table)
+                --tables;
+            if (kind == Kind::list)
+                lists.removeLast();
+        }
+        open.resize(index);
+    }
+
+    const QString &html;
+    QVector<QString> open;
+    QHash<QString, int> openNames; ///< How many of each are open.
+    QVector<int> lists; ///< How many items each of the open ones has.
+    int tables = 0;
+    int pictures = 0; ///< Of this paragraph.
+    int word = 0;
+};
+
+/// Whether the text stays above the limit, by as many columns as fit into the smallest screen.
+bool isLowEnough(const QString &html, const QFont &font)
+{
+    if (html.size() < smallText)
+        return true;
+    QTextDocument document; // without a layout it is quick
+    document.setUndoRedoEnabled(false);
+    document.setDefaultFont(font);
+    document.setHtml(html);
+    constexpr int columns = 60;
+    qreal height = 0;
+    qreal marginAbove = 0;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        const QTextBlockFormat format = block.blockFormat();
+        const int lineBreaks = block.text().count(QChar::LineSeparator);
+        const int lines = 1 + lineBreaks + (block.length() - lineBreaks) / columns;
+        height += qMax(marginAbove, format.topMargin());
+        height += lines * QFontMetrics(block.charFormat().font()).height();
+        marginAbove = format.bottomMargin();
+    }
+    return height < tallestText;
+}
+
+} // namespace
+
+bool canShowHtml(const QString &html, const QFont &font)
+{
+    return Outline(html).isWithinLimits() && isLowEnough(html, font);
+}
