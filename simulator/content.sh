@@ -63,7 +63,8 @@ TEXT
 
 # Writes the list of sums of all files of a directory beside them.
 list_sums() {
-    sums=$(cd "$1" && sha256sum -- *)
+    sums=$(cd "$1" && find . -maxdepth 1 -type f ! -name 'sha256sums.txt*' ! -name '*.log' -printf '%P\0' |
+        LC_ALL=C sort -z | xargs -0r sha256sum --)
     printf '%s\n' "$sums" >"$1/sha256sums.txt"
 }
 
@@ -83,11 +84,19 @@ make_update() {
 # Runs on the instrument after the images have been written.
 echo "firmware $version for version partition \$TARGET_PARTITION" >>/var/log/post-update.log
 TEXT
-    list_sums "$directory"
+}
 
-    case $kind in
-    badsum) printf 'X' | dd of="$directory/kernel.img" bs=1 seek=400000 conv=notrunc status=none ;;
-    missingfile) rm "$directory/recoveryfs.img" ;;
+change_a_byte() {
+    printf 'X' | dd of="$1" bs=1 seek=400000 conv=notrunc status=none
+}
+
+# Does to the signed files of an update what KIND says is bad about them.
+spoil_update() {
+    case $2 in
+    badsum) change_a_byte "$1/kernel.img" ;;
+    missingfile) rm "$1/recoveryfs.img" ;;
+    unsigned) rm "$1/sha256sums.txt.minisig" ;;
+    resummed) change_a_byte "$1/kernel.img"; list_sums "$1" ;;
     esac
 }
 
@@ -95,6 +104,11 @@ TEXT
 refuse() {
     usage >&2
     exit 2
+}
+
+# Takes an option and its value that the usage lists.
+need_kind() {
+    usage | awk -v option="$1" -v kind="$2" '$1 == option && $2 == kind { found = 1 } END { exit !found }' || refuse
 }
 
 # Takes a directory to make something in: it must not hold anything yet.
