@@ -111,15 +111,16 @@ forget_target_version() {
 # Reads an image from the update once more, into the slot of the root file system: that is the update's own and
 # written last, so a stick that has changed since it was checked gets no further.
 fetch_image() {
-    size_of "$update_dir/$1" >"$work/$1.size"
-    read_file "$update_dir/$1" "$(cat "$work/$1.size")" | { tee /proc/self/fd/3 | sum >"$work/read"; } 3>&1 |
+    size=$(size_of "$update_dir/$1")
+    echo "$size" >"$work/$1.size"
+    read_file "$update_dir/$1" "$size" | { tee /proc/self/fd/3 | sum >"$work/read"; } 3>&1 |
         write_slot "$2" || fail "$2 cannot be written"
     [ "$(cat "$work/read")" = "$(listed_sum "$1")" ] || fail "$1 has changed since it was checked"
     slot_holds "$1" "$2" || fail "$2 does not hold $1 after writing"
 }
 
 copy_image() {
-    head -c "$(cat "$work/$1.size")" "$2" | write_slot "$3" || fail "$3 cannot be written"
+    head -c "$size" "$2" | write_slot "$3" || fail "$3 cannot be written"
     slot_holds "$1" "$3" || fail "$3 does not hold $1 after writing"
 }
 

@@ -103,9 +103,9 @@ class Instrument:
         self.run_well(*CHECK_FILESYSTEM, *VERIFY)
         return update
 
-    def sign(self, path="/media/usb0"):
-        """Has the maker sign what has become of a stick or a download."""
-        signed = command("sign-update", self.path(path))
+    def sign(self, *options, path="/media/usb0"):
+        """Has the maker sign what has become of a stick, or a file."""
+        signed = command("sign-update", *options, self.path(path))
         self.test.assertEqual((signed.returncode, signed.stderr), (0, ""))
 
     def download(self, *options):

@@ -144,7 +144,7 @@ class Rejection(unittest.TestCase):
                 line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()
             ),
         )
-        board.sign("/media/usb0/update/sha256sums.txt")
+        board.sign(path="/media/usb0/update/sha256sums.txt")
         board.run_well(*VERIFY)
 
     def test_bad_archives(self):
@@ -179,7 +179,7 @@ class Rejection(unittest.TestCase):
         board = Instrument(self)
         board.download()
         board.path("/mnt/recovery/download/update.zip").write_text("no archive")
-        board.sign("/mnt/recovery/download/update.zip")
+        board.sign(path="/mnt/recovery/download/update.zip")
         self.assert_rejected(board, CHECK_FILESYSTEM + UNZIP, UNZIP[0], "update.zip is damaged", NETWORK_LOG)
 
     def test_first_reason_stays(self):
