@@ -3,10 +3,10 @@
 import datetime
 from dataclasses import dataclass
 
-from holdings import RECOVERY, Holdings
-from modes import REJECTED, UPDATED, Mode
-from record import Record
-from source import Source
+from rehearsal.holdings import RECOVERY, Holdings
+from rehearsal.modes import REJECTED, UPDATED, Mode
+from rehearsal.record import Record
+from rehearsal.source import Source
 
 NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
 

@@ -4,10 +4,10 @@ import re
 from collections import Counter
 from collections.abc import Collection, Iterator
 
-from case import Case, Line
-from modes import (CLEANUP_SCRIPT, FINISHED, OVERRIDDEN, OVERRIDE_SCRIPT, PROGRESS, REBOOTED, UNZIPPED, UPDATED,
+from rehearsal.case import Case, Line
+from rehearsal.modes import (CLEANUP_SCRIPT, FINISHED, OVERRIDDEN, OVERRIDE_SCRIPT, PROGRESS, REBOOTED, UNZIPPED, UPDATED,
                    VERIFIED)
-from record import ScriptRun
+from rehearsal.record import ScriptRun
 
 # What the program prints when a check has found the marker of a rejection, and after which script.
 REJECTIONS = {"Version Checking...FAILED": VERIFIED[0], "Verifying Files...FAILED": VERIFIED[1]}

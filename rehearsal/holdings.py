@@ -1,11 +1,10 @@
-"""What the tree of an instrument holds, to be compared before and after."""
+"""What an instrument holds, to be compared before and after."""
 
-import hashlib
 import os
-import stat
-from pathlib import Path
+from collections.abc import Sequence
+from typing import Protocol
 
-from source import parse_manifest
+from rehearsal.source import parse_manifest
 
 VERSIONS = ("1", "7", "8")
 RECOVERY = "mnt/recovery"
@@ -13,44 +12,32 @@ NO_FILE, UNREADABLE = "no plain file", "unreadable"
 WATCHED = ("dev/mmcblk0*", "etc/pointercal", "etc/display-size", "home", "media", "mnt", "var/log")
 
 
-def fingerprint(path: Path) -> str:
-    """A file's permissions and content, or where a link points to."""
-    status = path.lstat()
-    if stat.S_ISLNK(status.st_mode):
-        return f"link to {os.readlink(path)}"
-    if not stat.S_ISREG(status.st_mode):
-        return NO_FILE
-    try:
-        with path.open("rb") as file:
-            content = hashlib.file_digest(file, "sha256").hexdigest()
-    except OSError as error:
-        content = f"{UNREADABLE}: {error.strerror}"
-    return f"{stat.S_IMODE(status.st_mode):o} {content}"
+class Contents(Protocol):
+    """The files of an instrument as a stage can read them, by their paths without the first slash."""
 
+    def marks(self, patterns: Sequence[str]) -> dict[str, str]:
+        """All that is no directory, or a closed one, at and below the paths that match. A mark is "link to
+        TARGET", NO_FILE, or the permissions in octal and the SHA-256 of the content; in place of the sum
+        "UNREADABLE: reason"."""
 
-def files_below(path: Path) -> list[Path]:
-    """All that is no directory, or a closed one, below a directory or the path itself."""
-    if path.is_symlink() or not path.is_dir():
-        return [path] if os.path.lexists(path) else []
-    try:
-        entries = sorted(path.iterdir())
-    except PermissionError:
-        return [path]
-    return [file for entry in entries for file in files_below(entry)]
+    def read(self, path: str, length: int = -1) -> bytes | None:
+        """The first bytes of a plain file, or all; None if there is none that can be read."""
+
+    def link(self, path: str) -> str:
+        """Where a symbolic link points to; empty if there is no link."""
 
 
 class Holdings:
-    """The state of everything that lasts, taken when the object is made; texts are read from the tree as it is."""
+    """The state of everything that lasts, taken when the object is made; contents are read when asked for."""
 
-    def __init__(self, tree: Path):
-        self.tree = tree
-        self.files = {str(file.relative_to(tree)): fingerprint(file)
-                      for pattern in WATCHED for top in tree.glob(pattern) for file in files_below(top)}
+    def __init__(self, contents: Contents, reboots: int):
+        self._contents = contents
+        self.files = contents.marks(WATCHED)
         self.active = self.text(f"{RECOVERY}/download/partition_c").strip()
         self.manifests = {version: self.text(self.manifest_path(version)) for version in VERSIONS}
-        home = tree / "home/tesk"
-        self.home = os.path.normpath(os.path.join("/home", os.readlink(home))) if home.is_symlink() else ""
-        self.reboots = len(self.text("run/rebooted").splitlines())
+        home = contents.link("home/tesk")
+        self.home = os.path.normpath(os.path.join("/home", home)) if home else ""
+        self.reboots = reboots  # that the instrument has gone through
 
     @staticmethod
     def manifest_path(version: str) -> str:
@@ -59,13 +46,13 @@ class Holdings:
     def manifest(self, version: str) -> dict[str, str]:
         return parse_manifest(self.manifests[version])
 
+    def read(self, path: str, length: int = -1) -> bytes:
+        """The first bytes of a plain file, or all; nothing if there is none that can be read."""
+        return self._contents.read(path, length) or b""
+
     def text(self, path: str) -> str:
-        """A file's text; empty if there is none to read. Whatever is no plain file might never end."""
-        file = self.tree / path
-        try:
-            return file.read_text(errors="replace") if stat.S_ISREG(file.lstat().st_mode) else ""
-        except OSError:
-            return ""
+        """A file's text; empty if there is none to read."""
+        return self.read(path).decode(errors="replace")
 
     def user_files(self, owner: str) -> dict[str, str]:
         """The user files of a version, or the factory's, by their path below its directory."""

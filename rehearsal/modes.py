@@ -6,7 +6,7 @@ expected here.
 
 from dataclasses import dataclass
 
-import tourscreens
+from rehearsal import tourscreens
 
 # Console line of a step, the progress that the screen shows with it, and its script.
 STEPS = (

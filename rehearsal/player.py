@@ -1,10 +1,11 @@
 """Touches the screen from outside, as a finger would, and sees to it that each touch takes effect."""
 
-import os
-import subprocess
 import time
 from collections.abc import Callable
 from dataclasses import dataclass
+
+from rehearsal.album import Album
+from rehearsal.stage import Stage, StageError
 
 TAKES_EFFECT_WITHIN = 8.0  # seconds; touching a toggle once more too early would undo it
 SOON = 0.01
@@ -14,6 +15,7 @@ TRIES = ((0, 0), (0, -6), (0, 6))  # pixels beside the middle
 @dataclass(frozen=True)
 class Button:
     """Where a button lies, and what shows that a touch has taken effect."""
+
     middles: dict[str, tuple[int, int]]  # by the size of the screen
     console: str | None = None  # the program prints this line
     label: tuple[int, int, int, int] | None = None  # or the screen changes here: left, top from the middle, size
@@ -27,11 +29,6 @@ BUTTONS = {
 }
 
 
-def cut(pixels: bytes, width: int, left: int, top: int, columns: int, rows: int) -> bytes:
-    """A rectangle of a picture of the given width, four bytes a pixel."""
-    return b"".join(pixels[(y * width + left) * 4:(y * width + left + columns) * 4] for y in range(top, top + rows))
-
-
 class Player:
     """Plays touches one after the other, each once the effect of the one before has been seen.
 
@@ -39,14 +36,12 @@ class Player:
     every turn; `failure` then says which touch was in vain.
     """
 
-    def __init__(self, display: str, size: str, touches: tuple[str, ...], pixels: Callable[[], bytes],
-                 shown: Callable[[], bool], told: Callable[[str, str], None]):
+    def __init__(self, stage: Stage, album: Album, size: str, touches: tuple[str, ...],
+                 told: Callable[[str, str], None]):
         self.failure = ""
-        self._display = display
+        self._stage, self._album = stage, album
         self._size = size
         self._left = list(touches)
-        self._pixels = pixels  # of the screen as it is
-        self._shown = shown  # whether the picture of what it shows has been taken
         self._told = told
         self._playing = False
         self._tries = 0
@@ -68,15 +63,16 @@ class Player:
             self._took_effect()
             return 0.0
         waited = time.monotonic() - self._touched_at
-        if self._tries and waited < TAKES_EFFECT_WITHIN:
-            return TAKES_EFFECT_WITHIN - waited
-        if not self._tries and not self._shown():
+        patience = TAKES_EFFECT_WITHIN * self._stage.pace
+        if self._tries and waited < patience:
+            return patience - waited
+        if not self._tries and not self._album.shows_state():
             return SOON
         if self._tries == len(TRIES):
             self.failure = f"touching \"{self._left[0]}\" has no effect"
             return None
         self._touch()
-        return TAKES_EFFECT_WITHIN
+        return patience
 
     def _touch(self) -> None:
         name = self._left[0]
@@ -87,9 +83,8 @@ class Player:
         self._touched_at = time.monotonic()
         self._told(name, f"at {x}, {y}")
         try:
-            subprocess.run(["xdotool", "mousemove", str(x), str(y), "click", "1"], check=True, timeout=20,
-                           stdin=subprocess.DEVNULL, env={**os.environ, "DISPLAY": self._display})
-        except (OSError, subprocess.SubprocessError) as error:
+            self._stage.touch(x, y)
+        except StageError as error:
             self.failure = f"{name} cannot be touched: {error}"
 
     def _took_effect(self) -> None:
@@ -98,11 +93,11 @@ class Player:
 
     def _label(self) -> bytes:
         button = BUTTONS[self._left[0]]
-        if button.label is None:
+        if button.label is None or self._album.image is None:
             return b""
         x, y = button.middles[self._size]
         left, top, columns, rows = button.label
-        return cut(self._pixels(), int(self._size.partition("x")[0]), x + left, y + top, columns, rows)
+        return self._album.image.crop((x + left, y + top, x + left + columns, y + top + rows)).tobytes()
 
     def _label_changed(self) -> bool:
         return self._label() != self._label_before

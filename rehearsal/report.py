@@ -3,7 +3,7 @@
 import time
 from pathlib import Path
 
-from case import Line
+from rehearsal.case import Line
 
 BAR = 40  # characters
 

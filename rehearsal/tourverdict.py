@@ -7,16 +7,16 @@ import re
 import tarfile
 import zlib
 from collections.abc import Iterator
-from pathlib import Path
 
-import course
-from case import Case, Line
-from holdings import VERSIONS, Holdings
-from record import ScriptRun
-from tour import Visit
-from tourscreens import UPDATE_LOG
+from rehearsal import course
+from rehearsal.case import Case, Line
+from rehearsal.holdings import VERSIONS, Holdings
+from rehearsal.record import ScriptRun
+from rehearsal.tour import Visit
+from rehearsal.tourscreens import UPDATE_LOG
 
 NOTHING = "nothing has changed"
+EXPORTED = re.compile(r"media/usb0/[^/]*[.]tgz")
 
 
 def judge(case: Case, visits: list[Visit]) -> list[Line]:
@@ -70,7 +70,7 @@ def changes(before: Holdings, after: Holdings) -> list[str]:
     words = {path: "is gone" if path not in after.files else "is new" if path not in before.files else "is changed"
              for path in sorted(set(before.files) | set(after.files))
              if before.files.get(path) != after.files.get(path) and not path.startswith("var/log/")}
-    return [f"{re.sub(r'^media/usb0/[^/]*[.]tgz$', 'media/usb0/*.tgz', path)} {word}" for path, word in words.items()]
+    return [f"{'media/usb0/*.tgz' if EXPORTED.fullmatch(path) else path} {word}" for path, word in words.items()]
 
 
 def described(changed) -> str:
@@ -85,10 +85,11 @@ def archive(case: Case, visits: list[Visit]) -> Iterator[Line]:
     held = visits[names.index("export") - 1].holdings if "export" in names else case.before
     wanted = exported(held)
     promised = f"{len(wanted)} files as they were: logs, manifests, update log"
-    files = [file for file in case.after.tree.glob("media/usb0/*.tgz") if str(file.relative_to(case.after.tree))
-             not in case.before.files]
-    yield Line("archive", (archive_text(files[0], wanted) if len(files) == 1 else f"{len(files)} archives") or promised,
-               promised)
+    new = [path for path in case.after.files if EXPORTED.fullmatch(path) and path not in case.before.files]
+    now = f"{len(new)} archives"
+    if len(new) == 1:
+        now = archive_text(new[0].rpartition("/")[2], case.after.read(new[0]), wanted)
+    yield Line("archive", now or promised, promised)
 
 
 def exported(held: Holdings) -> dict[str, str]:
@@ -98,18 +99,18 @@ def exported(held: Holdings) -> dict[str, str]:
     return {path: held.files.get(path, "").rpartition(" ")[2] for path in paths}
 
 
-def archive_text(file: Path, wanted: dict[str, str]) -> str:
+def archive_text(name: str, archive: bytes, wanted: dict[str, str]) -> str:
     """What is wrong with an archive."""
     found = {}
     try:
         # all of it, to its very end: the last file may be whole where the archive is not
-        with tarfile.open(fileobj=io.BytesIO(gzip.decompress(file.read_bytes()))) as tar:
+        with tarfile.open(fileobj=io.BytesIO(gzip.decompress(archive))) as tar:
             for member in tar:
                 if member.isfile():
                     content = tar.extractfile(member).read()
                     found[member.name.removeprefix("./")] = hashlib.sha256(content).hexdigest()
     except (tarfile.TarError, zlib.error, OSError, EOFError) as error:
-        return f"{file.name} cannot be read: {error}"
+        return f"{name} cannot be read: {error}"
     faults = [f"{path} is missing" for path in wanted if path not in found]
     faults += [f"{path} differs" for path, mark in wanted.items() if path in found and found[path] != mark]
     return course.shortened(faults)

@@ -5,10 +5,10 @@ import os
 from collections.abc import Iterator
 from dataclasses import dataclass
 
-import course
-from case import Case, Line
-from holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS
-from modes import OVERRIDDEN, UPDATED
+from rehearsal import course
+from rehearsal.case import Case, Line
+from rehearsal.holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS
+from rehearsal.modes import OVERRIDDEN, UPDATED
 
 @dataclass(frozen=True)
 class Slot:
@@ -61,8 +61,7 @@ def slot_text(case: Case, path: str, image: str | None) -> str:
         return UNREADABLE
     payload = case.source.read(image) if image else None
     if payload:
-        with (case.after.tree / path).open("rb") as file:
-            start = file.read(len(payload))
+        start = case.after.read(path, len(payload))
         if start == payload:
             return image
     if mark == case.before.files.get(path):

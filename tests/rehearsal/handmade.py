@@ -6,13 +6,14 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import rehearsals  # makes the modules below known
-import verdict
-from case import Case
-from holdings import Holdings
-from modes import MODES, OVERRIDDEN, REJECTED, UPDATED
-from record import Record, ScriptRun
-from source import Source
+import rehearsals  # noqa: F401  makes the modules below known
+from rehearsal import verdict
+from rehearsal.case import Case
+from rehearsal.holdings import Holdings
+from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, UPDATED
+from rehearsal.record import Record, ScriptRun
+from rehearsal.sandbox import tree
+from rehearsal.source import Source
 
 IMAGES = ("u-boot.img", "kernel.img", "recovery-kernel.img", "recoveryfs.img", "rootfs.img")
 USB_SLOTS = {"boot0": "u-boot.img", "boot1": "u-boot.img", "p3": "recovery-kernel.img", "p2": "recoveryfs.img",
@@ -50,7 +51,7 @@ class Tree:
         self.write("etc/display-size", "7 inches")
         (self.root / "home").mkdir()
         self.link_home("1")
-        self.before = Holdings(self.root)
+        self.before = self.holdings()
         self.mode, self.outcome = MODES["usb"], UPDATED
         self.record = Record(["Update Successful, rebooting"], [ScriptRun(name, 0.0, 1.0, "0") for name in USB_SCRIPTS])
 
@@ -95,6 +96,9 @@ class Tree:
         self.write("run/rebooted", name)
         self.record = Record(["ostat = 0", "FINISHED"], [ScriptRun(name, 0.0, 1.0, "0")])
 
+    def holdings(self) -> Holdings:
+        return tree.Tree(self.root).holdings()
+
     def faults(self) -> dict[str, str]:
-        case = Case(self.mode, self.outcome, self.source, self.before, Holdings(self.root), self.record, STARTED)
+        case = Case(self.mode, self.outcome, self.source, self.before, self.holdings(), self.record, STARTED)
         return {" ".join(line.what.split()): line.now for line in verdict.judge(case) if not line.ok}

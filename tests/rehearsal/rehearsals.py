@@ -16,7 +16,9 @@ REHEARSAL = REPOSITORY / "rehearsal"
 PROGRAM = os.environ.get("TESKUPDATER_PROGRAM", "")
 ENDS_WITHIN = 240  # seconds; a rehearsal has limits of its own, far below
 
-sys.path.insert(0, str(REHEARSAL))  # its modules, for the tests of single ones
+sys.path.insert(0, str(REPOSITORY))  # for the tests of single modules
+from rehearsal.leash import Leash  # noqa: E402
+from rehearsal.sandbox.xserver import XServer  # noqa: E402
 
 
 def command(*options, rehearsal=REHEARSAL, program=None):
@@ -28,6 +30,17 @@ def command(*options, rehearsal=REHEARSAL, program=None):
 def environment(**more):
     """Without a display, whatever the machine has."""
     return {**{name: value for name, value in os.environ.items() if name != "DISPLAY"}, **more}
+
+
+def invisible_screen(test: unittest.TestCase, size: str) -> str:
+    """The display of an X server that runs as long as the test."""
+    folder = tempfile.mkdtemp(prefix="test-screen-")
+    test.addCleanup(shutil.rmtree, folder)
+    leash = Leash()
+    test.addCleanup(leash.close)
+    server = XServer(size, False, Path(folder) / "screen.log", leash)
+    test.addCleanup(server.close)
+    return server.display
 
 
 class Rehearsal:

@@ -12,9 +12,11 @@ import unittest
 import zipfile
 from pathlib import Path
 
-from rehearsals import ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, command, environment
-from modes import MODES
-from screen import SIZES, Screen
+from rehearsals import (ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, command, environment,
+                        invisible_screen)
+from rehearsal.modes import MODES
+from rehearsal.sandbox.xdisplay import XDisplay
+from rehearsal.tourscreens import SIZES
 
 NOBODY = 65534
 
@@ -201,20 +203,19 @@ class Window(unittest.TestCase):
     """With a display the instrument's screen is a window on it."""
 
     def setUp(self):
-        self.host = Screen("1024x600", False, directory(self) / "screen.log")
-        self.addCleanup(self.host.close)
+        self.display = invisible_screen(self, "1024x600")
 
     def test_played(self):
-        running = Running(self, "--mode", "keep", DISPLAY=self.host.display)
+        running = Running(self, "--mode", "keep", DISPLAY=self.display)
         self.assertEqual(running.wait(), 0, running.output)
 
     def test_touched_by_hand(self):
-        running = Running(self, "--touch", DISPLAY=self.host.display)
+        running = Running(self, "--touch", DISPLAY=self.display)
         running.read_until("| BOARD Previously Flashed - Partition 2 already exists")
-        touches = 0
+        finger, touches = XDisplay(self.display), 0
+        self.addCleanup(finger.close)
         while "Update in progress" not in running.output:  # the window may be still painting
-            subprocess.run(["xdotool", "mousemove", "133", "378", "click", "1"], check=True,
-                           env=environment(DISPLAY=self.host.display))
+            finger.touch(133, 378)
             touches += 1
             self.assertLess(touches, 20, running.output)
             if select.select([running.process.stdout], [], [], 2)[0]:

@@ -9,12 +9,13 @@ import time
 import unittest
 from pathlib import Path
 
-import rehearsals
-from album import Album, png, slug
-from follow import Lines
-from player import BUTTONS, Player, cut
-from screen import Screen
-from xconnection import XConnection
+from fakes import FakeAlbum, FakeStage
+from rehearsals import invisible_screen
+from PIL import Image
+from rehearsal.album import Album, slug, write_picture
+from rehearsal.lines import Lines
+from rehearsal.player import BUTTONS, Player
+from rehearsal.sandbox.xdisplay import XDisplay
 
 
 def scratch(test):
@@ -27,13 +28,15 @@ class Console(unittest.TestCase):
     def lines_of(self, *pieces: bytes) -> list[str]:
         reading, writing = os.pipe()
         self.addCleanup(os.close, reading)
-        taken = []
-        lines = Lines(reading, taken.append)
+        taken: list[str] = []
+        lines = Lines(reading)
         for piece in pieces:
             os.write(writing, piece)
-            self.assertTrue(lines.read())
+            taken += lines.take()
+            self.assertFalse(lines.ended)
         os.close(writing)
-        lines.read_all(60)
+        taken += lines.take_all(60)
+        self.assertTrue(lines.ended)
         return taken
 
     def test_lines(self):
@@ -49,19 +52,33 @@ class Console(unittest.TestCase):
         self.assertLessEqual(max(map(len, taken)), 1000)
 
 
+class ScreenStage(FakeStage):
+    """Has a real screen."""
+
+    def __init__(self, display: XDisplay):
+        super().__init__()
+        self.display = display
+
+    def changed(self) -> bool:
+        return self.display.changed()
+
+    def picture(self) -> Image.Image:
+        return self.display.picture()
+
+
 class Pictures(unittest.TestCase):
     def setUp(self):
         self.folder = scratch(self)
-        self.screen = Screen("1024x600", False, self.folder / "screen.log")
-        self.addCleanup(self.screen.close)
-        self.connection = XConnection(self.screen.number)
-        self.album = Album(self.connection, self.folder, ("first", "second"))
+        self.name = invisible_screen(self, "1024x600")
+        self.display = XDisplay(self.name)
+        self.addCleanup(self.display.close)
+        self.album = Album(ScreenStage(self.display), self.folder, ("first", "second"))
         self.addCleanup(self.album.close)
 
     def show(self, colour: str, geometry: str = "200x100+10+20"):
         """A window of one colour, shown as long as the test runs."""
         process = subprocess.Popen(["display", "-immutable", "-geometry", geometry, "-size", "200x100", f"xc:{colour}"],
-                                   env={**os.environ, "DISPLAY": self.screen.display}, stderr=subprocess.DEVNULL)
+                                   env={**os.environ, "DISPLAY": self.name}, stderr=subprocess.DEVNULL)
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
 
@@ -70,39 +87,37 @@ class Pictures(unittest.TestCase):
         while not condition():
             self.assertLess(time.monotonic(), deadline)
             wait = self.album.settle()
-            if select.select([self.album], [], [], 0.02 if wait is None else wait)[0]:
-                self.album.look()
+            select.select([self.display], [], [], 0.02 if wait is None else wait)
 
     def pixel(self, x, y):
-        return cut(self.album.pixels, 1024, x, y, 1, 1)[:3]
+        return self.album.image.getpixel((x, y))
 
     def test_size(self):
-        self.assertEqual((self.connection.width, self.connection.height), (1024, 600))
+        self.assertEqual(self.display.size, (1024, 600))
 
     def test_states(self):
         # an empty screen is no state
         self.wait_for(lambda: self.album.settle() is None)
-        self.assertEqual(self.album.pixels, b"")
+        self.assertIsNone(self.album.image)
         self.show("#102030")
         self.wait_for(lambda: (self.folder / "01-first.png").exists())
-        self.assertEqual(self.pixel(60, 60), bytes((0x30, 0x20, 0x10)))
+        self.assertEqual(self.pixel(60, 60), (0x10, 0x20, 0x30))
         self.show("#ff0000", "200x100+500+300")
         self.wait_for(lambda: (self.folder / "02-second.png").exists())
         self.album.enter("It is: done!")
         self.assertFalse(self.album.shows_state())
         self.show("#00ff00", "200x100+300+100")
-        self.wait_for(self.album.shows_state)
+        self.wait_for(lambda: (self.folder / "03-it-is-done.png").exists())
+        self.assertTrue(self.album.shows_state())
         self.album.close()
-        self.assertEqual(sorted(file.name for file in self.folder.glob("*.png")),
-                         ["01-first.png", "02-second.png", "03-it-is-done.png"])
+        self.assertEqual(len(list(self.folder.glob("*.png"))), 3)
 
 
-class Png(unittest.TestCase):
+class Files(unittest.TestCase):
     def test_read_by_others(self):
-        # two rows: blue, green, red as an X server gives them, and the unused byte
-        pixels = bytes((0, 0, 255, 9, 0, 255, 0, 9, 255, 0, 0, 9, 1, 2, 3, 9))
+        picture = Image.frombytes("RGB", (2, 2), bytes((255, 0, 0, 0, 255, 0, 0, 0, 255, 3, 2, 1)))
         file = scratch(self) / "picture.png"
-        file.write_bytes(png(2, 2, pixels))
+        write_picture(file, picture)
         done = subprocess.run(["convert", file, "-depth", "8", "rgb:-"], capture_output=True, check=True)
         self.assertEqual(done.stdout, bytes((255, 0, 0, 0, 255, 0, 0, 0, 255, 3, 2, 1)))
 
@@ -114,15 +129,12 @@ class Touches(unittest.TestCase):
     """A touch that has no effect is tried again, and then told."""
 
     def setUp(self):
-        self.screen = Screen("800x480", False, scratch(self) / "screen.log")
-        self.addCleanup(self.screen.close)
+        self.stage = FakeStage()
+        self.album = FakeAlbum(self.stage)
         self.told = []
-        self.pixels = bytes(800 * 480 * 4)
-        self.shown = True
 
     def player(self, *touches):
-        return Player(self.screen.display, "800x480", touches, lambda: self.pixels, lambda: self.shown,
-                      lambda name, where: self.told.append(name))
+        return Player(self.stage, self.album, "800x480", touches, lambda name, where: self.told.append(name))
 
     def test_waits_for_the_buttons(self):
         player = self.player("USB")
@@ -132,17 +144,16 @@ class Touches(unittest.TestCase):
     def test_in_turn(self):
         player = self.player("Restore Settings", "USB")
         player.begin()
-        self.shown = False
+        self.album.shown = False
         player.step()
         self.assertEqual(self.told, [])
-        self.shown = True
+        self.album.shown = True
         player.step()
         player.step()
         self.assertEqual(self.told, ["Restore Settings"])
         x, y = BUTTONS["Restore Settings"].middles["800x480"]
-        changed = bytearray(self.pixels)
-        changed[(y * 800 + x + 100) * 4] = 255  # in the label beside it
-        self.pixels = bytes(changed)
+        self.album.image = self.stage.image.copy()
+        self.album.image.putpixel((x + 100, y), (0, 0, 255))  # in the label beside it
         player.step()
         player.step()
         self.assertEqual(self.told, ["Restore Settings", "USB"])

@@ -8,10 +8,12 @@ from pathlib import Path
 from unittest import mock
 
 import handmade
-import tour
-import tourverdict
-from holdings import Holdings
-from tourscreens import MIDDLES, SETTINGS, TOOLS, Stop
+from fakes import FakeAlbum, FakeStage
+from PIL import Image
+from rehearsal import tour
+from rehearsal import tourverdict
+from rehearsal.stage import Window
+from rehearsal.tourscreens import MIDDLES, SETTINGS, TOOLS, Stop
 
 
 class Changes(unittest.TestCase):
@@ -19,7 +21,7 @@ class Changes(unittest.TestCase):
         self.tree = handmade.Tree(self)
 
     def changes(self):
-        return tourverdict.changes(self.tree.before, Holdings(self.tree.root))
+        return tourverdict.changes(self.tree.before, self.tree.holdings())
 
     def test_nothing(self):
         self.assertEqual(self.changes(), [])
@@ -45,7 +47,7 @@ class Archive(unittest.TestCase):
         self.tree = handmade.Tree(self)
         self.tree.write("var/log/messages", "a message\n")
         self.tree.write("mnt/recovery/update_files/update/update.log", "updated\n")
-        self.wanted = tourverdict.exported(Holdings(self.tree.root))
+        self.wanted = tourverdict.exported(self.tree.holdings())
         self.file = Path(tempfile.mkdtemp(dir=self.tree.top)) / "x.tgz"
 
     def pack(self, without="", spoilt=""):
@@ -58,7 +60,7 @@ class Archive(unittest.TestCase):
                     tar.addfile(member, io.BytesIO(content))
 
     def fault(self):
-        return tourverdict.archive_text(self.file, self.wanted)
+        return tourverdict.archive_text(self.file.name, self.file.read_bytes(), self.wanted)
 
     def test_whole(self):
         self.pack()
@@ -89,42 +91,26 @@ class Archive(unittest.TestCase):
             self.assertNotEqual(self.fault(), "", length)
 
 
-class FakeScreen:
-    """A screen with one window in front, seen through what the tour has of it: album and connection in one."""
-
-    def __init__(self):
-        self.front = (1, "MainWindow")
-        self.on_demand = False
-        self.pixels = bytes(800 * 480 * 4)
-        self.kept = []
-
-    def top_window(self):
-        return self.front
-
-    def at_rest(self, _):
-        return True
-
-    def enter(self, state):
-        self.state = state
-
-    def keep(self):
-        self.kept.append(self.state)
-
-
 class Lost(unittest.TestCase):
     """The tour itself, on a screen and a clock of its own: what it touches has the effects given here."""
 
     def setUp(self):
-        self.screen, self.now, self.touches = FakeScreen(), 1000.0, []
+        self.now, self.touches = 1000.0, []
+        self.set_stage()
+
+    def set_stage(self):
+        self.stage = FakeStage()
+        self.album = FakeAlbum(self.stage)
 
     def play(self, stops, effects):
         def touched(name, _):
             self.touches.append(name)
             if len(self.touches) <= len(effects):
-                self.screen.__dict__.update(effects[len(self.touches) - 1])
+                self.stage.__dict__.update(effects[len(self.touches) - 1])
+                self.album.image = self.stage.image
 
-        played = tour.Tour(stops, (":0", "800x480"), self.screen, self.screen, lambda: None, touched, False)
-        with mock.patch("tour.time.monotonic", lambda: self.now), mock.patch("tour.subprocess.run"):
+        played = tour.Tour(self.stage, self.album, "800x480", stops, touched, False)
+        with mock.patch("rehearsal.tour.time.monotonic", lambda: self.now):
             played.begin()
             while played.step() is not None:
                 self.now += 0.05
@@ -133,23 +119,24 @@ class Lost(unittest.TestCase):
     def test_reached(self):
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),
                             Stop("versions: Done", "main again", back_to="main")),
-                           ({"front": (2, "Versions")}, {"front": (1, "MainWindow")}))
-        self.assertEqual((played.failure, self.screen.kept), ("", ["versions", "main again"]))
+                           ({"front": Window(2, "Versions")}, {"front": Window(1, "MainWindow")}))
+        self.assertEqual((played.failure, self.album.kept), ("", ["versions", "main again"]))
 
     def test_by_hand_it_touches_nothing_and_waits(self):
         told = []
-        played = tour.Tour((Stop("main: Versions", "versions", opens="Versions"),), (":0", "800x480"), self.screen,
-                           self.screen, lambda: None, lambda *words: told.append(words), True)
-        with mock.patch("tour.time.monotonic", lambda: self.now), mock.patch("tour.subprocess.run") as command:
+        played = tour.Tour(self.stage, self.album, "800x480",
+                           (Stop("main: Versions", "versions", opens="Versions"),),
+                           lambda *words: told.append(words), True)
+        with mock.patch("rehearsal.tour.time.monotonic", lambda: self.now):
             played.begin()
             for _ in range(1000):
                 self.assertIsNotNone(played.step())
                 self.now += 1
-            self.screen.front = (2, "Versions")
+            self.stage.front = Window(2, "Versions")
             while played.step() is not None:
                 self.now += 1
         self.assertEqual((played.failure, told), ("", [("main: Versions", "yourself")]))
-        command.assert_not_called()
+        self.assertEqual(self.stage.touches, [])
 
     def test_no_effect(self):
         played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ())
@@ -158,7 +145,7 @@ class Lost(unittest.TestCase):
                          "after \"main: Versions\" there is no versions: the window in front is \"MainWindow\"")
 
     def test_another_window_opens(self):
-        played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ({"front": (2, "Error")},))
+        played = self.play((Stop("main: Versions", "versions", opens="Versions"),), ({"front": Window(2, "Error")},))
         self.assertEqual(self.touches, ["main: Versions"])  # not again: it had an effect
         self.assertIn("the window in front is \"Error\"", played.failure)
 
@@ -166,21 +153,21 @@ class Lost(unittest.TestCase):
         """Under a warning that closes lies the screen that it came from."""
         stops = (Stop("menu: Reset All", "reset", opens="Dialog"), Stop("reset: Reset", "warning", opens="Dialog"),
                  Stop("warning: Accept", "rebooting", opens="Dialog"))
-        fronts = [{"front": (number, "Dialog")} for number in (2, 3, 2)]
+        fronts = [{"front": Window(number, "Dialog")} for number in (2, 3, 2)]
         self.assertIn("there is no rebooting", self.play(stops, fronts).failure)
 
     def test_does_not_go_back(self):
-        played = self.play((Stop("versions: Done", "main again", back_to="main"),), ({"front": (2, "MainWindow")},))
+        played = self.play((Stop("versions: Done", "main again", back_to="main"),), ({"front": Window(2, "MainWindow")},))
         self.assertIn("there is no main again", played.failure)
 
     def test_page_is_not_the_same_again(self):
-        pages = [bytes([shade]) * 800 * 480 * 4 for shade in (1, 2, 3)]
+        pages = [Image.new("RGB", (800, 480), (shade, 0, 0)) for shade in (1, 2, 3)]
         stops = (Stop("log: Top", "log"), Stop("log: Page Down", "down"), Stop("log: Page Up", "up", same_as="log"))
-        played = self.play(stops, [{"pixels": page} for page in pages])
+        played = self.play(stops, [{"image": page} for page in pages])
         self.assertIn("after \"log: Page Up\" there is no up", played.failure)
         self.touches.clear()
-        self.screen = FakeScreen()
-        self.assertEqual(self.play(stops, [{"pixels": page} for page in (*pages[:2], pages[0])]).failure, "")
+        self.set_stage()
+        self.assertEqual(self.play(stops, [{"image": page} for page in (*pages[:2], pages[0])]).failure, "")
 
 
 class Tables(unittest.TestCase):

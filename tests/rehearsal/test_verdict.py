@@ -5,7 +5,7 @@ import shutil
 import unittest
 
 from handmade import LOG, MANIFEST, USB_SCRIPTS, Tree
-from record import Record, ScriptRun
+from rehearsal.record import Record, ScriptRun
 
 
 class Updated(unittest.TestCase):

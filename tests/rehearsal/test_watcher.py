@@ -8,8 +8,9 @@ import tempfile
 import unittest
 from pathlib import Path
 
-import rehearsals  # makes the modules below known
-from instrument import GATE, JOURNAL, REHEARSAL, SIMULATOR, WATCHER, Instrument
+from rehearsals import SIMULATOR
+from rehearsal.sandbox.instrument import GATE, HERE, JOURNAL, WATCHER, Instrument
+from rehearsal.stage import Scene
 
 NAME = "3-USB-UBoot.sh"
 
@@ -21,13 +22,16 @@ class Watcher(unittest.TestCase):
         self.scripts = self.top / "scripts"
         self.scripts.mkdir()
 
+    def make_instrument(self) -> Instrument:
+        return Instrument(self.top / "instrument", Scene([NAME], scripts=self.scripts))
+
     def run_watched(self, script: str, *arguments: str) -> tuple[int, list[str]]:
         """How the script ends for the program, and what is reported meanwhile."""
         (self.scripts / NAME).write_text(script)
         (self.scripts / NAME).chmod(0o755)
-        instrument = Instrument(self.top / "instrument", False, self.scripts)
-        self.assertNotIn(NAME, instrument.watch_scripts())
-        journal, gate = (os.open(instrument.tree / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
+        instrument = self.make_instrument()
+        self.assertEqual(instrument.unwatched, [])
+        journal, gate = (os.open(instrument.root / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
         self.addCleanup(os.close, journal)
         self.addCleanup(os.close, gate)
         os.write(gate, b"g")
@@ -35,7 +39,7 @@ class Watcher(unittest.TestCase):
         runner = ("import subprocess, sys\n"
                   f"print(subprocess.run(['/etc/update/{NAME}', *sys.argv[1:]]).returncode)")
         done = subprocess.run(
-            [SIMULATOR / "sandbox", instrument.tree, "--ro-bind", REHEARSAL / "watch-script", WATCHER,
+            [SIMULATOR / "sandbox", instrument.root, "--ro-bind", HERE / "watch-script", WATCHER,
              "/usr/bin/python3", "-c", runner, *arguments],
             stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
@@ -58,22 +62,21 @@ class Watcher(unittest.TestCase):
 
     def test_arguments_and_name(self):
         self.run_watched("#!/bin/sh\nprintf '%s\\n' \"${0##*/}\" \"$@\" >/run/seen\n", "a b", "", "*")
-        self.assertEqual((self.instrument.tree / "run/seen").read_text(), f"{NAME}\na b\n\n*\n")
+        self.assertEqual((self.instrument.root / "run/seen").read_text(), f"{NAME}\na b\n\n*\n")
 
     def test_waits_to_be_let_go(self):
         (self.scripts / NAME).write_text("#!/bin/sh\n: >/run/seen\n")
         (self.scripts / NAME).chmod(0o755)
-        instrument = Instrument(self.top / "instrument", False, self.scripts)
-        instrument.watch_scripts()
-        journal, gate = (os.open(instrument.tree / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
-        process = subprocess.Popen([SIMULATOR / "sandbox", instrument.tree, "--ro-bind",
-                                    REHEARSAL / "watch-script", WATCHER, f"/etc/update/{NAME}"],
+        instrument = self.make_instrument()
+        journal, gate = (os.open(instrument.root / pipe, os.O_RDWR) for pipe in (JOURNAL, GATE))
+        process = subprocess.Popen([SIMULATOR / "sandbox", instrument.root, "--ro-bind",
+                                    HERE / "watch-script", WATCHER, f"/etc/update/{NAME}"],
                                    stdin=subprocess.DEVNULL)
         self.assertEqual(os.read(journal, 4096).decode(), f"start {NAME}\n")
-        self.assertFalse((instrument.tree / "run/seen").exists())
+        self.assertFalse((instrument.root / "run/seen").exists())
         os.write(gate, b"g")
         self.assertEqual(process.wait(60), 0)
-        self.assertTrue((instrument.tree / "run/seen").exists())
+        self.assertTrue((instrument.root / "run/seen").exists())
         os.set_blocking(gate, False)
         with self.assertRaises(BlockingIOError, msg="the script never asked"):
             os.read(gate, 1)
@@ -86,9 +89,9 @@ class Watcher(unittest.TestCase):
                 if text is not None:
                     (self.scripts / NAME).write_text(text)
                     (self.scripts / NAME).chmod(mode)
-                instrument = Instrument(self.top / "instrument", False, self.scripts)
-                self.assertIn(NAME, instrument.watch_scripts())
-                script = instrument.tree / "etc/update" / NAME
+                instrument = self.make_instrument()
+                self.assertEqual(instrument.unwatched, [NAME])
+                script = instrument.root / "etc/update" / NAME
                 self.assertFalse(script.is_symlink())
                 self.assertEqual(script.read_text() if script.exists() else None, text)
 

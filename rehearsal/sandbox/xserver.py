@@ -6,19 +6,17 @@ import subprocess
 import time
 from pathlib import Path
 
-SIZES = ("800x480", "1024x600", "1280x800")
+from rehearsal.leash import Leash
+from rehearsal.stage import StageError
+
 STARTS_WITHIN = 30.0  # seconds
 COMMON_OPTIONS = ["-nolisten", "tcp", "-dpi", "96", "-noreset"]
 
 
-class ScreenError(Exception):
-    """No X server could be started; the text says why."""
+class XServer:
+    """A running X server with a display number of its own, on a leash. It ends with close()."""
 
-
-class Screen:
-    """A running X server with a display number of its own. It ends with close(), or with this process."""
-
-    def __init__(self, size: str, window: bool, log: Path):
+    def __init__(self, size: str, window: bool, log: Path, leash: Leash):
         self._log = log
         name = "Xephyr" if window else "Xvfb"
         options = (["-screen", f"{size}x24", "-title", "Rehearsal", "-no-host-grab"] if window
@@ -28,17 +26,13 @@ class Screen:
             with log.open("wb") as output:
                 # apart from the terminal: Ctrl-C must not take the screen away before the instrument
                 self._process = subprocess.Popen(
-                    ["setpriv", "--pdeathsig", "TERM", name, "-displayfd", str(writing), *options, *COMMON_OPTIONS],
-                    stdin=subprocess.DEVNULL, stdout=output, stderr=output, pass_fds=[writing],
+                    [name, "-displayfd", str(writing), *options, *COMMON_OPTIONS],
+                    stdin=subprocess.DEVNULL, stdout=output, stderr=output, pass_fds=[writing, leash.end],
                     start_new_session=True)
             os.close(writing)
-            self.number = self._read_number(reading, name)
+            self.display = f":{self._read_number(reading, name)}"
         finally:
             os.close(reading)
-
-    @property
-    def display(self) -> str:
-        return f":{self.number}"
 
     def close(self) -> None:
         self._process.terminate()
@@ -56,6 +50,6 @@ class Screen:
             if not piece:  # too late, or the server has ended
                 self.close()
                 lines = self._log.read_text(errors="replace").strip().splitlines()
-                raise ScreenError(f"{name} did not start: {lines[-1] if lines else 'it said nothing'}")
+                raise StageError(f"{name} did not start: {lines[-1] if lines else 'it said nothing'}")
             text += piece
         return int(text)

@@ -1,0 +1,174 @@
+"""What a rehearsal knows of an instrument: the stage that it is played on.
+
+Modes, touches, pictures, report and verdict use nothing else, so they are the same for every stage. A
+stage is made, given what the instrument has to hold, started once, followed until it has ended, and
+closed. All its methods are called by one thread; none but those that say so waits for the instrument.
+"""
+
+from abc import ABC, abstractmethod
+from collections.abc import Callable, Sequence
+from dataclasses import dataclass, field
+from pathlib import Path
+
+from PIL.Image import Image
+
+from rehearsal.holdings import Holdings
+from rehearsal.leash import Leash
+
+
+class StageError(Exception):
+    """The stage could not do what was asked of it; the text says why."""
+
+
+@dataclass(frozen=True)
+class Said:
+    """The program printed a line on the instrument's console."""
+
+    line: str
+
+
+@dataclass(frozen=True)
+class Complained:
+    """A line came on standard error, of the program or of what carries it."""
+
+    line: str
+
+
+@dataclass(frozen=True)
+class ScriptStarts:
+    """A script was started, and waits for `Stage.let_go`."""
+
+    name: str  # the last part of its path
+
+
+@dataclass(frozen=True)
+class ScriptEnded:
+    name: str
+    code: str  # exit code, minus the signal that killed it, or UNSTARTABLE
+    reason: str = ""  # why it could not be started
+
+
+@dataclass(frozen=True)
+class Rebooted:
+    """The instrument goes through a reboot; what is to be seen of the run has been seen."""
+
+
+@dataclass(frozen=True)
+class Ended:
+    """The program has ended, by itself or with the instrument."""
+
+    status: int  # minus the signal that killed it
+
+
+UNSTARTABLE = "unstartable"
+Event = Said | Complained | ScriptStarts | ScriptEnded | Rebooted | Ended
+
+
+@dataclass(frozen=True)
+class Window:
+    """A window of the program."""
+
+    number: int  # no other window ever has the same
+    title: str
+
+
+@dataclass(frozen=True)
+class Scene:
+    """How the instrument is when the program is started on it."""
+
+    watched: Sequence[str]  # scripts that are to report, by their paths below /etc/update
+    blank: bool = False  # the board was never flashed
+    scripts: Path | None = None  # what becomes /etc/update instead of our own
+    files: dict[str, str] = field(default_factory=dict)  # texts besides, by their paths without the first slash
+
+
+@dataclass(frozen=True)
+class Setting:
+    """What a stage is made with; scratch and leashes are its maker's to clear away afterwards."""
+
+    program: Path
+    size: str  # of the screen, as in "800x480"
+    scratch: Path  # an empty directory for everything that it makes
+    by_hand: bool  # a person touches the screen, which therefore has to be a window
+    say: Callable[[str], None]  # what the user has to know
+    leash: Leash  # for every process in which the program runs
+    screen_leash: Leash  # for every process in which the screen runs, if that is another
+
+
+class Stage(ABC):
+    """An instrument that is not there. All of its processes are on the leashes that it was made with, so
+    they go even if this one is killed."""
+
+    pace = 1.0  # how much longer than in a sandbox everything takes; limits grow with it
+    tells_windows = True  # without, the screens of a tour are told from nothing but their pictures
+    looks_every: float | None = None  # seconds after which to ask again, if the descriptors do not tell all
+
+    @abstractmethod
+    def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
+        """Makes one of our own updates as files that suit this instrument: the content of a stick, a
+        directory that holds "update", or the archive of a download. The kind is what simulator/make-stick
+        takes as options."""
+
+    @abstractmethod
+    def prepare(self, scene: Scene) -> list[str]:
+        """Makes the instrument. Every watched script reports its start, waits, and reports its end; what
+        comes back are those that cannot be started, which stay as they are. May take a while."""
+
+    @abstractmethod
+    def plug(self, stick: Path) -> None:
+        """Puts a stick with the content of a directory in, before or after the start."""
+
+    @abstractmethod
+    def pull(self) -> None:
+        """Pulls the stick, before or after the start."""
+
+    @abstractmethod
+    def download(self, archive: Path) -> None:
+        """Gives the instrument, before its start, an archive as the download that an update installs."""
+
+    @abstractmethod
+    def start(self, option: str | None) -> None:
+        """Starts the screen and the program with this option. May take a while."""
+
+    @abstractmethod
+    def descriptors(self) -> list[int]:
+        """What becomes readable when `take` has something to give, or `changed` to tell, that they have not
+        told when last asked."""
+
+    @abstractmethod
+    def take(self) -> list[Event]:
+        """What has happened since the last time. What the program prints comes before what it paints:
+        a picture taken after this call may be newer than its last event, but not older."""
+
+    @abstractmethod
+    def let_go(self) -> None:
+        """Lets the script go on that has waited longest."""
+
+    @abstractmethod
+    def changed(self) -> bool:
+        """Whether the screen may differ from the last picture."""
+
+    @abstractmethod
+    def picture(self) -> Image:
+        """The whole screen as it is now, in mode RGB."""
+
+    @abstractmethod
+    def touch(self, x: int, y: int) -> None:
+        """Touches a point of the screen with a finger, and lifts it again."""
+
+    @abstractmethod
+    def window(self) -> Window | None:
+        """The window in front; None where there is none, or where the stage cannot tell."""
+
+    @abstractmethod
+    def holdings(self) -> Holdings:
+        """What the instrument holds that lasts, as it is now. May take a while."""
+
+    @abstractmethod
+    def stop(self) -> list[Event]:
+        """Ends what still runs on the instrument, and gives the events that were left. Nothing there
+        changes any more afterwards. May take a while; may be called whatever has failed."""
+
+    @abstractmethod
+    def close(self) -> None:
+        """Takes the stage down: no process of it is left. May be called whatever has failed."""
