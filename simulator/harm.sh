@@ -34,8 +34,8 @@ harm_stick() {
     pipe) rm "$1/update/manifest.txt"; mkfifo "$1/update/manifest.txt" ;;
     device) make_device "$1/update/kernel.img" ;;
     hugelist) truncate -s 1G "$1/update/sha256sums.txt" ;;
-    swapped) swap_later "$1" ;;
-    replaced) another_stick "$1/instead" ;;
+    swapped) change_all "$1" "$1.instead" ;;
+    replaced) another_stick "$1.instead" ;;
     esac
 }
 
@@ -44,15 +44,17 @@ make_device() {
     mknod "$1" c 1 5 2>/dev/null || echo "only root can make device nodes: ${1##*/} is missing instead" >&2
 }
 
-# What simulator/swap-stick puts in the place of files that have been checked.
-swap_later() {
-    mkdir -p "$1/later/update"
-    tr e E <"$1/update/recoveryfs.img" >"$1/later/update/recoveryfs.img"
-    evil_script >"$1/later/update/post-update.sh"
-    tr 4 5 <"$1/update/manifest.txt" >"$1/later/update/manifest.txt"
+# The same stick as simulator/swap-stick has it answer once it has been checked: nothing is what was signed.
+change_all() {
+    cp -R "$1" "$2"
+    for file in "$2"/update/*.img; do
+        printf 'X' | dd of="$file" bs=1 seek=200000 conv=notrunc status=none
+    done
+    tr 4 5 <"$1/update/manifest.txt" >"$2/update/manifest.txt"
+    evil_script >"$2/update/post-update.sh"
 }
 
-# The stick that simulator/swap-stick plugs instead: in order, but not the one that was checked.
+# Another stick, that simulator/swap-stick plugs instead: in order, but not the one that was checked.
 another_stick() {
     make_update "$1/update" 4.09 252 20240610 none
     sign_directory "$(key_for good)" "$1/update"

@@ -214,8 +214,7 @@ log_result() {
     if [ "$log_file" != "$early_log" ] && [ -f "$early_log" ] && [ ! -L "$early_log" ]; then
         line=$(cat "$early_log" && echo "$line")
     fi
-    printf '%s\n' "$line" | append_to "$log_file" ||
-        printf '%s\n' "$line" | append_to "$network_update/${log_file##*/}" || return
+    append_to "$log_file" "$line" || append_to "$network_update/${log_file##*/}" "$line" || return
     [ "$log_file" = "$early_log" ] || rm -f "$early_log"
 }
 

@@ -38,10 +38,11 @@ read_file() {
     { [ "$(readlink /proc/self/fd/0)" = "$(real_path "$1")" ] && head -c "$2"; } <"$1"
 }
 
-# Appends standard input to a file, made if there is none; never through a link, and only to a plain file.
+# Appends a text to a file, made if there is none; never through a link, and only to a plain file.
 append_to() {
     [ ! -L "$1" ] && { [ ! -e "$1" ] || [ -f "$1" ]; } || return
-    { [ "$(readlink /proc/self/fd/3)" = "$(real_path "$1")" ] && cat >&3; } 3>>"$1" && sync "$1"
+    [ "$(readlink -f "${1%/*}")/${1##*/}" = "$(real_path "$1")" ] || return # or the file would be made elsewhere
+    { [ "$(readlink /proc/self/fd/3)" = "$(real_path "$1")" ] && printf '%s\n' "$2" >&3; } 3>>"$1" && sync "$1"
 }
 
 # Copies a file of at most so many bytes.
