@@ -4,11 +4,17 @@ import datetime
 from dataclasses import dataclass
 
 from rehearsal.holdings import RECOVERY, Holdings
-from rehearsal.modes import REJECTED, UPDATED, Mode
+from rehearsal.modes import FAILED, REJECTED, UPDATED, Mode
 from rehearsal.record import Record
 from rehearsal.source import Source
 
 NEXT_VERSION = {"": "1", "1": "7", "7": "8", "8": "1"}
+NETWORK_LOG = f"{RECOVERY}/update_files/update/update.log"
+
+
+def reboots(mode: Mode, outcome: str) -> bool:
+    """A rejection is the end where the user stands before the instrument with his stick."""
+    return outcome != REJECTED or mode.network or mode.blank
 
 
 @dataclass(frozen=True)
@@ -40,13 +46,18 @@ class Case:
         return NEXT_VERSION.get(self.before.active) if self.outcome == UPDATED else None
 
     @property
+    def given_up(self) -> str | None:
+        """The version partition that was being written when the update turned out not to be what was checked."""
+        return NEXT_VERSION.get(self.before.active) if self.outcome == FAILED else None
+
+    @property
     def overrides(self) -> bool:
         """Whether the program finds overrides, which it handles before anything else."""
         return not self.mode.network and bool(self.source.overrides())
 
     @property
     def reboots(self) -> bool:
-        return self.outcome != REJECTED or self.mode.network
+        return reboots(self.mode, self.outcome)
 
     @property
     def log(self) -> str:
@@ -54,6 +65,8 @@ class Case:
         if self.mode.tour:
             return "var/log/maintenance.log"
         if self.mode.network:
-            return f"{RECOVERY}/update_files/update/update.log"
+            return NETWORK_LOG
+        if not self.source.takes_a_log:
+            return NETWORK_LOG
         only_overrides = self.overrides and self.outcome != UPDATED
         return f"media/usb0/update/{'update_override' if only_overrides else 'update'}.log"

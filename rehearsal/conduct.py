@@ -6,15 +6,16 @@ import os
 import signal
 import sys
 import tempfile
+from collections.abc import Callable
 from pathlib import Path
 
 from rehearsal import modes, tourverdict, verdict
 from rehearsal.album import Album
-from rehearsal.case import Case, Line
+from rehearsal.case import Case, Line, reboots
 from rehearsal.folders import FolderError, given_folder, new_folder
 from rehearsal.follow import Follower, Limits
 from rehearsal.leash import Keeper, Leash, remove
-from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, TOURED, UPDATED
+from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, TOURED, UPDATED, WRITTEN
 from rehearsal.options import parse_arguments
 from rehearsal.player import Player
 from rehearsal.record import Record
@@ -32,8 +33,8 @@ ENDING_SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 WATCHED = (*modes.SCRIPTS, *(f"utility_scripts/{name}" for name in UTILITY_SCRIPTS))
 
 
-def choose_source(arguments: argparse.Namespace, stage: Stage, scratch: Path) -> tuple[Source, str]:
-    """The update to rehearse, made if it is one of ours, and how it has to end."""
+def choose_source(arguments: argparse.Namespace, stage: Stage, scratch: Path) -> tuple[Source, str | None]:
+    """The update to rehearse, made if it is one of ours, and how it has to end, if that is known already."""
     mode = MODES[arguments.mode]
     outcome = dict(mode.sources).get(arguments.stick)
     if outcome is None:
@@ -41,20 +42,19 @@ def choose_source(arguments: argparse.Namespace, stage: Stage, scratch: Path) ->
         if not (path.is_file() if mode.network else (path / "update").is_dir()):
             raise StageError(f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
                              f"nor {'an archive' if mode.network else 'a directory that holds update'}")
-        source = Source(path)
-        return source, arguments.expect or promise_of(source, mode)
+        return Source(path), arguments.expect
     path = scratch / ("update.zip" if mode.network else "stick")
     kind = [] if arguments.stick == "good" else ["--override" if mode.override else "--bad", arguments.stick]
     stage.make_update(kind, mode.network, path)
     return Source(path), arguments.expect or outcome
 
 
-def promise_of(source: Source, mode: modes.Mode) -> str:
+def promise_of(source: Source, mode: modes.Mode, flaw: str) -> str:
     if mode.tour:
         return TOURED
     if not mode.network and source.overrides():
         return OVERRIDDEN
-    return REJECTED if mode.verifies and source.flaw() else UPDATED
+    return REJECTED if flaw else UPDATED
 
 
 def scene_of(mode: modes.Mode, scripts: Path | None) -> Scene:
@@ -79,7 +79,17 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
     return Player(stage, album, arguments.screen, () if arguments.touch else mode.touches, touched)
 
 
-def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path,
+def swapper(stage: Stage, source: Source, report: Report) -> Callable[[str], None]:
+    """Has a stick that answers differently once it has been checked do so, before the first image is written."""
+    def before_script(name: str) -> None:
+        if source.instead and name == WRITTEN[0]:
+            report.event("stick", "is replaced by another")
+            stage.pull()
+            stage.plug(source.instead)
+    return before_script
+
+
+def run(arguments: argparse.Namespace, stage: Stage, source: Source, comes_back: bool, folder: Path,
         report: Report) -> tuple[Record, list[Visit]]:
     """The rehearsal itself; nothing runs on the instrument any more when it comes back, however it does."""
     mode = MODES[arguments.mode]
@@ -87,10 +97,11 @@ def run(arguments: argparse.Namespace, stage: Stage, reboots: bool, folder: Path
     try:
         player = make_player(arguments, stage, album, report)
         silence = HAND_SILENCE if arguments.touch else arguments.patience
-        within = (REBOOTS_WITHIN if reboots else SETTLES_WITHIN) * stage.pace
+        within = (REBOOTS_WITHIN if comes_back else SETTLES_WITHIN) * stage.pace
         stage.start(mode.option)
         report.start_clock()
-        record = Follower(stage, album, player, report, Limits(silence, 10 * silence * stage.pace, within)).follow()
+        limits = Limits(silence, 10 * silence * stage.pace, within)
+        record = Follower(stage, album, player, report, limits, swapper(stage, source, report)).follow()
         return record, player.visits if isinstance(player, Tour) else []
     finally:
         album.close()
@@ -102,19 +113,22 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, scratch: Path) -> bool
     source, outcome = choose_source(arguments, stage, scratch)
     unwatched = [name for name in stage.prepare(scene_of(mode, arguments.scripts)) if name in mode.scripts]
     (stage.download if mode.network else stage.plug)(source.path)
+    before = stage.holdings()
+    flaw = source.flaw(before.keys, any_bootloader=mode.blank)
+    outcome = outcome or promise_of(source, mode, flaw)
 
     folder = given_folder(arguments.folder) if arguments.folder else new_folder(arguments.mode, arguments.stick)
     report = Report(folder / "rehearsal.txt")
     report.say(f"Rehearsing {arguments.mode}: {mode.summary}. It has to end {outcome}.")
-    if flaw := source.flaw():
+    if flaw:
         report.say(f"What is wrong with the update: {flaw}.")
     for name in unwatched:
         report.say(f"{name} is missing on the instrument, or cannot be started.")
     if arguments.touch and mode.touches:
         report.say(f"Once they can be touched, touch: {', then '.join(mode.touches)}.")
 
-    before, started = stage.holdings(), datetime.datetime.now(datetime.timezone.utc)
-    record, visits = run(arguments, stage, outcome != REJECTED or mode.network, folder, report)
+    started = datetime.datetime.now(datetime.timezone.utc)
+    record, visits = run(arguments, stage, source, reboots(mode, outcome), folder, report)
     case = Case(mode, outcome, source, before, stage.holdings(), record, started)
     good = conclude(case, tourverdict.judge(case, visits) if mode.tour else verdict.judge(case), report)
     report.say(f"The pictures of the screen are in {folder}")

@@ -9,7 +9,8 @@ from rehearsal.source import parse_manifest
 VERSIONS = ("1", "7", "8")
 RECOVERY = "mnt/recovery"
 NO_FILE, UNREADABLE = "no plain file", "unreadable"
-WATCHED = ("dev/mmcblk0*", "etc/pointercal", "etc/display-size", "home", "media", "mnt", "var/log")
+KEYS = "etc/update/keys"  # the public keys of those whose updates the instrument accepts
+WATCHED = ("dev/mmcblk0*", "etc/pointercal", "etc/display-size", KEYS, "home", "media", "mnt", "var/log")
 
 
 class Contents(Protocol):
@@ -38,6 +39,11 @@ class Holdings:
         home = contents.link("home/tesk")
         self.home = os.path.normpath(os.path.join("/home", home)) if home else ""
         self.reboots = reboots  # that the instrument has gone through
+
+    @property
+    def keys(self) -> list[bytes]:
+        """The keys that the instrument knows; without any it verifies no signature."""
+        return [self.read(path) for path in self.files if path.startswith(f"{KEYS}/") and path.endswith(".pub")]
 
     @staticmethod
     def manifest_path(version: str) -> str:

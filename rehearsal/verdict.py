@@ -1,13 +1,14 @@
 """The verdict of a rehearsal: line by line what the instrument holds now, and what the mode promises."""
 
 import datetime
+import hashlib
 import os
 from collections.abc import Iterator
 from dataclasses import dataclass
 
 from rehearsal import course
 from rehearsal.case import Case, Line
-from rehearsal.holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS
+from rehearsal.holdings import NO_FILE, RECOVERY, UNREADABLE, VERSIONS, Holdings
 from rehearsal.modes import OVERRIDDEN, UPDATED
 
 @dataclass(frozen=True)
@@ -34,6 +35,7 @@ SLOTS = (
 AS_BEFORE = "as before"
 # What may be left behind by an update that was turned down: logs, and what is left of a download.
 DOWNLOAD = (f"{RECOVERY}/download/update.zip", f"{RECOVERY}/update_files/update/")
+STICK = "media/"
 
 
 def judge(case: Case) -> list[Line]:
@@ -46,6 +48,8 @@ def slots(case: Case) -> Iterator[Line]:
     for slot in SLOTS:
         path = f"dev/mmcblk0{slot.name}"
         image = slot.image if case.target and slot.version in ("", case.target) else None
+        if slot.version == case.given_up:
+            continue  # it holds nothing that counts, until the next update
         if image or path in case.before.files:
             yield Line(f"{slot.name:<6}{slot.holds}", slot_text(case, path, image), image or AS_BEFORE)
 
@@ -87,7 +91,8 @@ def manifest_line(case: Case, version: str) -> Line:
         now = describe(values, installed(case, values)) if case.after.manifests[version] else "missing"
         return Line(what, now, promised)
     before, after = case.before.manifests[version], case.after.manifests[version]
-    return Line(what, AS_BEFORE if before == after else "changed" if after else "lost", AS_BEFORE)
+    now = AS_BEFORE if before == after else "changed" if after else "lost"
+    return Line(what, now, "lost" if version == case.given_up else AS_BEFORE)
 
 
 def describe(manifest: dict[str, str], when: str) -> str:
@@ -127,6 +132,7 @@ def settings(case: Case) -> Iterator[Line]:
     active = case.target or case.before.active
     home = f"/mnt/userdata/{active}" if case.reboots and active else case.before.home
     yield Line("/home/tesk", case.after.home or "no link", home)
+    yield Line("keys", keys_text(case.after), keys_text(case.before))
     yield Line("touch calibration", compared(case, "etc/pointercal"), AS_BEFORE)
     if case.outcome != OVERRIDDEN:
         yield Line("display setting", compared(case, "etc/display-size"), AS_BEFORE)
@@ -135,6 +141,13 @@ def settings(case: Case) -> Iterator[Line]:
         setting = case.after.text("etc/display-size")
         holds = setting == content.decode(errors="replace")
         yield Line("display setting", name if holds else compared(case, "etc/display-size"), name)
+
+
+def keys_text(holdings: Holdings) -> str:
+    """An instrument that believes everybody has to be told from one that does not."""
+    if not holdings.keys:
+        return "none: no signature is verified"
+    return f"{len(holdings.keys)}, {hashlib.sha256(b''.join(holdings.keys)).hexdigest()[:8]}"
 
 
 def compared(case: Case, path: str) -> str:
@@ -146,10 +159,14 @@ def leftovers(case: Case) -> Iterator[Line]:
     """An update that is not installed leaves nothing, and a rejected download is removed."""
     if case.outcome == UPDATED:
         return
-    allowed = (*DOWNLOAD, "home/tesk", *(["etc/display-size"] if case.outcome == OVERRIDDEN else []))
+    allowed = [*DOWNLOAD, "home/tesk", *(["etc/display-size"] if case.outcome == OVERRIDDEN else [])]
+    allowed += [STICK] if case.source.instead else []
+    if case.given_up:
+        allowed += [f"dev/mmcblk0{slot.name}" for slot in SLOTS if slot.version == case.given_up]
+        allowed.append(case.after.manifest_path(case.given_up))
     paths = sorted(set(case.before.files) | set(case.after.files))
     changed = [path for path in paths if compared(case, path) != AS_BEFORE
-               and not path.startswith(allowed) and not path.endswith(".log")]
+               and not path.startswith(tuple(allowed)) and not path.endswith(".log")]
     yield Line("everything else", course.shortened([f"{path} changed" for path in changed]) or AS_BEFORE, AS_BEFORE)
     if case.mode.network:
         rest = [path for path in case.after.files if path.startswith(DOWNLOAD) and not path.endswith(".log")]

@@ -115,7 +115,10 @@ class SandboxStage(Stage):
         run_tool("unplug-stick", self._there.root)
 
     def download(self, archive: Path) -> None:
-        shutil.copy(archive, self._there.root / DOWNLOAD)
+        for suffix in ("", ".minisig"):
+            file = archive.with_name(archive.name + suffix)
+            if file.is_file():
+                shutil.copy(file, self._there.root / (DOWNLOAD + suffix))
 
     def start(self, option: str | None) -> None:
         self._server = self._open_screen()

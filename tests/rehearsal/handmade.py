@@ -8,7 +8,7 @@ from pathlib import Path
 
 import rehearsals  # noqa: F401  makes the modules below known
 from rehearsal import verdict
-from rehearsal.case import Case
+from rehearsal.case import Case, Line
 from rehearsal.holdings import Holdings
 from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, UPDATED
 from rehearsal.record import Record, ScriptRun
@@ -100,5 +100,8 @@ class Tree:
         return tree.Tree(self.root).holdings()
 
     def faults(self) -> dict[str, str]:
+        return {what: line.now for what, line in self.verdict().items() if not line.ok}
+
+    def verdict(self) -> dict[str, Line]:
         case = Case(self.mode, self.outcome, self.source, self.before, self.holdings(), self.record, STARTED)
-        return {" ".join(line.what.split()): line.now for line in verdict.judge(case) if not line.ok}
+        return {" ".join(line.what.split()): line for line in verdict.judge(case)}

@@ -17,8 +17,8 @@ class Complete(unittest.TestCase):
             module = file.stem.removeprefix("test_")
             if module in entries:
                 continue
-            for name, body in re.findall(r"^class (\w+)\(unittest\.TestCase\):\n(.*?)(?=^\S|\Z)", file.read_text(),
-                                         re.MULTILINE | re.DOTALL):
+            for name, body in re.findall(r"^class (\w+)\((?:\w+, )?unittest\.TestCase\):\n(.*?)(?=^\S|\Z)",
+                                         file.read_text(), re.MULTILINE | re.DOTALL):
                 methods = set(re.findall(r"def test_(\w+)\(", body))
                 listed_here = entries[f"{module}.{name}"] - {"SLOW"}
                 if listed_here:

@@ -315,8 +315,9 @@ class Archives(Harm):
             for file in made("make-stick").glob("update/*"):
                 content = file.read_bytes()
                 if file.name == "sha256sums.txt":
-                    content += b"".join(b"%064d  %s\n" % (0, name) for name in (
-                        b"../../../../etc/update/evil", b"/etc/update/evil", b"a/b", b".hidden", b"-o", b"*", b"update.log"))
+                    names = (b"../../../../etc/update/evil", b"/etc/update/evil", b"a/b", b".hidden", b"-o", b"*",
+                             b"update.log")
+                    content += b"".join(b"%064d  %s\n" % (0, name) for name in names)
                 archive.writestr(file.name, content)
             archive.writestr("../../../../etc/update/evil", "evil")
         board.sign(path=ARCHIVE)

@@ -95,8 +95,8 @@ class Stick(Rejected):
     def test_what_is_no_signature(self):
         not_one = "sha256sums.txt.minisig is no signature in minisign's present form"
         for name, content, reason in (
-            ("empty", b"", not_one), ("text", b"signed\nby me\n", not_one), ("a key", key("maker").read_bytes(), not_one),
-            ("zeros", bytes(500), not_one), ("half of one", None, "sha256sums.txt was changed after it was signed"),
+            ("empty", b"", not_one), ("text", b"signed\nby me\n", not_one),
+            ("a key", key("maker").read_bytes(), not_one), ("zeros", bytes(500), not_one), ("half of one", None, "sha256sums.txt was changed after it was signed"),
             ("a large one", bytes(1048577), "sha256sums.txt.minisig is too large"),
         ):
             with self.subTest(name):
@@ -124,8 +124,9 @@ class Stick(Rejected):
     def test_instrument_without_minisign(self):
         board = Instrument(self)
         board.plug()
-        self.assert_rejected(board, self.UP_TO_VERSION_CHECK, "this instrument has no minisign to verify signatures with",
-                             sandbox_options=("--ro-bind", "/dev/null", "/usr/bin/minisign"))
+        reason = "this instrument has no minisign to verify signatures with"
+        self.assert_rejected(board, self.UP_TO_VERSION_CHECK, reason, sandbox_options=(
+            "--ro-bind", "/dev/null", "/usr/bin/minisign"))
 
 
 class Keys(Rejected):
