@@ -8,7 +8,7 @@ from pathlib import Path
 
 from PIL.Image import Image
 
-from rehearsal.folders import write_file
+from rehearsal.folders import naming
 from rehearsal.stage import Stage
 
 SETTLED_AFTER = 0.06  # seconds without a change: the program has painted the whole of it
@@ -31,7 +31,6 @@ class Album:
     def __init__(self, stage: Stage, folder: Path, first_states: tuple[str, ...]):
         self.image: Image | None = None  # what the screen shows
         self.on_demand = False  # pictures are kept only when the owner says so
-        self.taken = 0  # looks at the screen
         self._stage = stage
         self._folder = folder
         self._states = list(first_states)
@@ -100,7 +99,6 @@ class Album:
 
     def _take(self) -> None:
         image = self._stage.picture()
-        self.taken += 1
         empty = image.getcolors(1) is not None  # no window yet, or no more
         if not empty and image != self.image:
             self.image = image
@@ -111,4 +109,5 @@ class Album:
 def write_picture(file: Path, image: Image) -> None:
     content = io.BytesIO()
     image.save(content, "PNG")
-    write_file(file, content.getvalue())
+    with naming(file):
+        file.write_bytes(content.getvalue())

@@ -98,7 +98,7 @@ def run(arguments: argparse.Namespace, stage: Stage, source: Source, comes_back:
         player = make_player(arguments, stage, album, report)
         silence = HAND_SILENCE if arguments.touch else arguments.patience
         within = (REBOOTS_WITHIN if comes_back else SETTLES_WITHIN) * stage.pace
-        stage.start(mode.option)
+        stage.start(mode.option, report.say)
         report.start_clock()
         limits = Limits(silence, 10 * silence * stage.pace, within)
         record = Follower(stage, album, player, report, limits, swapper(stage, source, report)).follow()
@@ -151,8 +151,8 @@ def perform(arguments: argparse.Namespace) -> int:
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)
-    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, print,
-                                         leash, screen_leash))
+    stage = STAGES[arguments.on](Setting(arguments.program, arguments.screen, scratch, arguments.touch, leash,
+                                         screen_leash))
     try:
         signal.pthread_sigmask(signal.SIG_UNBLOCK, ENDING_SIGNALS)
         return 0 if rehearse(arguments, stage, scratch) else NOT_AS_PROMISED
@@ -171,11 +171,10 @@ def main() -> int:
         signal.signal(number, signal.default_int_handler)
     try:
         return perform(arguments)
-    except BrokenPipeError:
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())  # what is still to be flushed
-        return tell("broken off, nobody reads what it says", UNUSABLE)
     except (StageError, FolderError) as error:
         return tell(str(error), UNUSABLE)
+    except BrokenPipeError:
+        return tell("broken off, nobody reads what it says", UNUSABLE)
     except OSError as error:
         return tell(f"{error.filename}: {error.strerror}" if error.filename else str(error), UNUSABLE)
     except KeyboardInterrupt:
@@ -184,4 +183,8 @@ def main() -> int:
 
 def tell(message: str, status: int) -> int:
     print(f"rehearse: {message}", file=sys.stderr)
+    try:
+        sys.stdout.flush()
+    except OSError:  # Python would try once more, and complain
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
     return status

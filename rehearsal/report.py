@@ -4,13 +4,15 @@ import time
 from pathlib import Path
 
 from rehearsal.case import Line
+from rehearsal.folders import naming
 
 BAR = 40  # characters
 
 
 class Report:
     def __init__(self, file: Path):
-        self._file = file.open("w", encoding="utf-8")
+        self._path = file
+        self._file = file.open("wb", buffering=0)  # nothing is left to be written at the end
         self._started = time.monotonic()
 
     def start_clock(self) -> None:
@@ -21,8 +23,10 @@ class Report:
         return time.monotonic() - self._started
 
     def say(self, text: str = "") -> None:
-        print(text, flush=True)
-        print(text, file=self._file, flush=True)
+        with naming("standard output"):
+            print(text, flush=True)
+        with naming(self._path):
+            self._file.write(text.encode(errors="replace") + b"\n")
 
     def event(self, kind: str, text: str) -> None:
         self.say(f"{self.elapsed():9.3f}  {kind:<7} {text}")

@@ -90,7 +90,6 @@ class Setting:
     size: str  # of the screen, as in "800x480"
     scratch: Path  # an empty directory for everything that it makes
     by_hand: bool  # a person touches the screen, which therefore has to be a window
-    say: Callable[[str], None]  # what the user has to know
     leash: Leash  # for every process in which the program runs
     screen_leash: Leash  # for every process in which the screen runs, if that is another
 
@@ -129,8 +128,8 @@ class Stage(ABC):
         signature ARCHIVE.minisig if there is one."""
 
     @abstractmethod
-    def start(self, option: str | None) -> None:
-        """Starts the screen and the program with this option. May take a while."""
+    def start(self, option: str | None, say: Callable[[str], None]) -> None:
+        """Starts the screen and the program with this option; says what the user has to know. May take a while."""
 
     @abstractmethod
     def descriptors(self) -> list[int]:

@@ -6,6 +6,7 @@ import subprocess
 from collections.abc import Sequence
 from pathlib import Path
 
+from rehearsal.leash import Leash
 from rehearsal.sandbox.tree import Tree
 from rehearsal.stage import Scene, StageError
 
@@ -17,25 +18,31 @@ JOURNAL, GATE = "run/journal", "run/gate"  # from the watchers, and to them
 MAKES_WITHIN = 120  # seconds
 
 
-def run_tool(name: str, *arguments: str | Path) -> None:
-    """Runs one of the simulator's commands."""
-    command = [str(SIMULATOR / name), *map(str, arguments)]
-    try:
-        done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
-                              timeout=MAKES_WITHIN, check=False)
-    except (OSError, subprocess.TimeoutExpired) as error:
-        raise StageError(f"{name}: {error}") from error
-    if done.returncode != 0:
-        raise StageError(f"{name} failed: {done.stderr.strip() or done.returncode}")
+class Tools:
+    """The simulator's commands, run so that nothing of them outlasts the rehearsal."""
+
+    def __init__(self, temporary: Path, leash: Leash):
+        self._temporary, self._leash = temporary, leash
+
+    def run(self, name: str, *arguments: str | Path) -> None:
+        command = [str(SIMULATOR / name), *map(str, arguments)]
+        try:
+            done = subprocess.run(command, stdin=subprocess.DEVNULL, capture_output=True, text=True, errors="replace",
+                                  env={**os.environ, "TMPDIR": str(self._temporary)}, pass_fds=[self._leash.end],
+                                  timeout=MAKES_WITHIN, check=False)
+        except (OSError, subprocess.TimeoutExpired) as error:
+            raise StageError(f"{name}: {error}") from error
+        if done.returncode != 0:
+            raise StageError(f"{name} failed: {done.stderr.strip() or done.returncode}")
 
 
 class Instrument(Tree):
     """The tree of an instrument, made when the object is."""
 
-    def __init__(self, root: Path, scene: Scene):
+    def __init__(self, root: Path, scene: Scene, tools: Tools):
         super().__init__(root)
-        run_tool("make-instrument", *(["--blank"] if scene.blank else []),
-                 *(["--scripts", scene.scripts] if scene.scripts else []), root)
+        tools.run("make-instrument", *(["--blank"] if scene.blank else []),
+                  *(["--scripts", scene.scripts] if scene.scripts else []), root)
         for path, text in scene.files.items():
             file = root / path
             file.parent.mkdir(parents=True, exist_ok=True)

@@ -3,7 +3,7 @@
 import os
 import shutil
 import subprocess
-from collections.abc import Iterator, Sequence
+from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from pathlib import Path
 
@@ -12,7 +12,7 @@ from PIL.Image import Image
 from rehearsal.holdings import Holdings
 from rehearsal.leash import ENDS_WITHIN, Leash
 from rehearsal.lines import Lines
-from rehearsal.sandbox.instrument import GATE, JOURNAL, Instrument, run_tool
+from rehearsal.sandbox.instrument import GATE, JOURNAL, Instrument, Tools
 from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 from rehearsal.sandbox.xserver import XServer
 from rehearsal.stage import (Complained, Ended, Event, Rebooted, Said, Scene, ScriptEnded, ScriptStarts, Setting,
@@ -96,23 +96,24 @@ class SandboxStage(Stage):
 
     def __init__(self, setting: Setting):
         self._setting = setting
+        self._tools = Tools(setting.scratch, setting.leash)
         self._instrument: Instrument | None = None
         self._server: XServer | None = None
         self._display: XDisplay | None = None
         self._run: Run | None = None
 
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
-        run_tool("make-archive" if archive else "make-stick", *kind, path)
+        self._tools.run("make-archive" if archive else "make-stick", *kind, path)
 
     def prepare(self, scene: Scene) -> list[str]:
-        self._instrument = Instrument(self._setting.scratch / "instrument", scene)
+        self._instrument = Instrument(self._setting.scratch / "instrument", scene, self._tools)
         return self._instrument.unwatched
 
     def plug(self, stick: Path) -> None:
-        run_tool("plug-stick", self._there.root, stick)
+        self._tools.run("plug-stick", self._there.root, stick)
 
     def pull(self) -> None:
-        run_tool("unplug-stick", self._there.root)
+        self._tools.run("unplug-stick", self._there.root)
 
     def download(self, archive: Path) -> None:
         for suffix in ("", ".minisig"):
@@ -120,8 +121,8 @@ class SandboxStage(Stage):
             if file.is_file():
                 shutil.copy(file, self._there.root / (DOWNLOAD + suffix))
 
-    def start(self, option: str | None) -> None:
-        self._server = self._open_screen()
+    def start(self, option: str | None, say: Callable[[str], None]) -> None:
+        self._server = self._open_screen(say)
         with screen_told():
             self._display = XDisplay(self._server.display)
         self._run = Run(self._there, self._setting.program.resolve(), [option] if option else [],
@@ -187,7 +188,7 @@ class SandboxStage(Stage):
         assert self._run, "the stage is not started"
         return self._run
 
-    def _open_screen(self) -> XServer:
+    def _open_screen(self, say: Callable[[str], None]) -> XServer:
         """A window if there is a display to open it on, else an invisible screen."""
         setting = self._setting
         log = setting.scratch / "screen.log"
@@ -197,5 +198,5 @@ class SandboxStage(Stage):
             except StageError as error:
                 if setting.by_hand:
                     raise
-                setting.say(f"{error}; going on without a window")
+                say(f"{error}; going on without a window")
         return XServer(setting.size, False, log, setting.screen_leash)

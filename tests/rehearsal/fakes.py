@@ -49,7 +49,7 @@ class FakeStage(Stage):
     def download(self, archive: Path) -> None:
         pass
 
-    def start(self, option: str | None) -> None:
+    def start(self, option: str | None, say: Callable[[str], None]) -> None:
         pass
 
     def descriptors(self) -> list[int]:

@@ -2,10 +2,12 @@
 
 import os
 import re
+import select
 import shutil
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -30,6 +32,12 @@ def command(*options, rehearsal=REHEARSAL, program=None):
 def environment(**more):
     """Without a display, whatever the machine has."""
     return {**{name: value for name, value in os.environ.items() if name != "DISPLAY"}, **more}
+
+
+def directory(test):
+    path = Path(tempfile.mkdtemp(prefix="test-rehearsal-"))
+    test.addCleanup(shutil.rmtree, path)
+    return path
 
 
 def invisible_screen(test: unittest.TestCase, size: str) -> str:
@@ -82,6 +90,60 @@ class Rehearsal:
     def states(self) -> list[str]:
         """What the pictures are named after, in their order."""
         return [file.stem.partition("-")[2] for file in sorted(self.folder.glob("*.png"))]
+
+
+class Running:
+    """A rehearsal in the background, with a directory of its own for everything temporary."""
+
+    def __init__(self, test, *options, separate_errors=False, **variables):
+        self.test = test
+        self.scratch = directory(test)
+        self.output = ""
+        self.process = subprocess.Popen(
+            command("--folder", directory(test), *options), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE if separate_errors else subprocess.STDOUT, env=environment(TMPDIR=str(self.scratch), **variables), start_new_session=True)
+        test.addCleanup(self.process.stdout.close)
+        if separate_errors:
+            test.addCleanup(self.process.stderr.close)
+        test.addCleanup(self.end)
+
+    def end(self):
+        self.process.kill()
+        self.process.wait()
+
+    def read_until(self, text):
+        """Reads what it says up to some text; fails if that does not come."""
+        deadline = time.monotonic() + ENDS_WITHIN
+        while text not in self.output:
+            ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
+            data = os.read(self.process.stdout.fileno(), 65536) if ready else b""
+            self.test.assertTrue(data, f"it never said {text!r}:\n{self.output}")
+            self.output += data.decode()
+
+    def wait(self):
+        rest, _ = self.process.communicate(timeout=ENDS_WITHIN)
+        self.output += rest.decode()
+        return self.process.returncode
+
+    def processes(self):
+        """What runs for it: all processes that know its temporary directory."""
+        marks = (f"TMPDIR={self.scratch}\0".encode(), bytes(self.scratch))
+        found = []
+        for process in Path("/proc").glob("[0-9]*"):
+            try:
+                text = (process / "environ").read_bytes() + b"\0" + (process / "cmdline").read_bytes()
+            except OSError:
+                continue  # it has just ended
+            if any(mark in text for mark in marks):
+                found.append(process.name)
+        return found
+
+    def processes_after(self, seconds):
+        """What still runs for it after some time; comes back as soon as nothing does."""
+        deadline = time.monotonic() + seconds
+        while (left := self.processes()) and time.monotonic() < deadline:
+            time.sleep(0.05)
+        return left
 
 
 class Scripts:

@@ -1,5 +1,7 @@
 """How a rehearsal behaves towards the machine and whoever runs it."""
 
+import contextlib
+import io
 import os
 import re
 import select
@@ -11,20 +13,19 @@ import time
 import unittest
 import zipfile
 from pathlib import Path
+from unittest import mock
 
-from rehearsals import (ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, command, environment,
-                        invisible_screen)
+from fakes import FakeStage
+from rehearsals import (ENDS_WITHIN, PROGRAM, REHEARSAL, REPOSITORY, SIMULATOR, Rehearsal, Running, command, directory,
+                        environment, invisible_screen)
+from rehearsal.album import Album
+from rehearsal.folders import forget_old, new_folder
 from rehearsal.modes import MODES
+from rehearsal.report import Report
 from rehearsal.sandbox.xdisplay import XDisplay
 from rehearsal.tourscreens import SIZES
 
 NOBODY = 65534
-
-
-def directory(test):
-    path = Path(tempfile.mkdtemp(prefix="test-rehearsal-"))
-    test.addCleanup(shutil.rmtree, path)
-    return path
 
 
 def make(name, *options):
@@ -32,49 +33,108 @@ def make(name, *options):
     return options[-1]
 
 
-class Running:
-    """A rehearsal in the background, with a directory of its own for everything temporary."""
+def start_in_vain(*options, stdout=subprocess.PIPE):
+    return subprocess.run(command(*options), stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE, text=True,
+                          env=environment(), timeout=ENDS_WITHIN, check=False)
 
-    def __init__(self, test, *options, **variables):
-        self.test = test
-        self.scratch = directory(test)
-        self.output = ""
-        self.process = subprocess.Popen(
-            command("--folder", directory(test), *options), stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-            stderr=subprocess.STDOUT, env=environment(TMPDIR=str(self.scratch), **variables), start_new_session=True)
-        test.addCleanup(self.process.stdout.close)
-        test.addCleanup(self.end)
 
-    def end(self):
-        self.process.kill()
-        self.process.wait()
+class Patience(unittest.TestCase):
+    def assert_refused(self, patience):
+        done = start_in_vain("--patience", patience)
+        self.assertEqual((done.returncode, done.stdout), (2, ""))
+        self.assertIn("--patience takes 7 or more seconds: the program itself is silent for six", done.stderr)
+        self.assertNotIn("Traceback", done.stderr)
 
-    def read_until(self, text):
-        """Reads what it says up to some text; fails if that does not come."""
-        deadline = time.monotonic() + ENDS_WITHIN
-        while text not in self.output:
-            ready, _, _ = select.select([self.process.stdout], [], [], max(0, deadline - time.monotonic()))
-            data = os.read(self.process.stdout.fileno(), 65536) if ready else b""
-            self.test.assertTrue(data, f"it never said {text!r}:\n{self.output}")
-            self.output += data.decode()
+    def test_refused(self):
+        for patience in ("-3", "0", "6.99", "nan", "inf", "1e400"):
+            with self.subTest(patience=patience):
+                self.assert_refused(f"{patience}")
 
-    def wait(self):
-        rest, _ = self.process.communicate(timeout=ENDS_WITHIN)
-        self.output += rest.decode()
-        return self.process.returncode
+    def test_least(self):
+        """What is taken is enough for the program's own silence."""
+        Rehearsal(self, "--patience", "7").assert_promise_kept()
 
-    def processes(self):
-        """What runs for it: all processes that know its temporary directory."""
-        marks = (f"TMPDIR={self.scratch}\0".encode(), bytes(self.scratch))
-        found = []
-        for process in Path("/proc").glob("[0-9]*"):
-            try:
-                text = (process / "environ").read_bytes() + b"\0" + (process / "cmdline").read_bytes()
-            except OSError:
-                continue  # it has just ended
-            if any(mark in text for mark in marks):
-                found.append(process.name)
-        return found
+
+class NoRoom(unittest.TestCase):
+    """What cannot be written is named, and nothing else is said about it."""
+
+    def test_standard_output(self):
+        with open("/dev/full", "wb") as full:
+            done = start_in_vain("--folder", directory(self), stdout=full)
+        self.assertEqual((done.returncode, done.stderr), (2, "rehearse: standard output: No space left on device\n"))
+
+    def test_closed_pipe(self):
+        for said in ("", "Rehearsing", "console"):
+            with self.subTest(said=said):
+                running = Running(self, "--mode", "network", separate_errors=True)
+                running.read_until(said)
+                running.process.stdout.close()
+                self.assertEqual(running.process.wait(ENDS_WITHIN), 2)
+                self.assertEqual(running.process.stderr.read(),
+                                 b"rehearse: broken off, nobody reads what it says\n")
+                self.assertEqual(running.processes_after(20), [])
+
+    def test_report(self):
+        report = Report(Path("/dev/full"))
+        self.addCleanup(report.close)
+        with contextlib.redirect_stdout(io.StringIO()), self.assertRaisesRegex(OSError, "No space left.*'/dev/full'"):
+            report.say("something")
+
+    def test_picture(self):
+        folder = directory(self)
+        (folder / "01-first.png").symlink_to("/dev/full")
+        stage = FakeStage()
+        stage.image.putpixel((0, 0), (1, 2, 3))
+        stage.has_changed = True
+        album = Album(stage, folder, ("first",))
+        album.settle()
+        with self.assertRaisesRegex(OSError, "No space left.*01-first.png"):
+            album.close()
+
+    def test_full_disk(self):
+        """A folder on a disk that fills up while the pictures are written."""
+        folder = directory(self)
+        rehearsal = ["bwrap", "--dev-bind", "/", "/", "--size", "65536", "--tmpfs", folder]
+        done = subprocess.run([*rehearsal, *command("--mode", "network", "--folder", folder)],
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, env=environment(),
+                              timeout=ENDS_WITHIN, check=False)
+        self.assertEqual(done.returncode, 2, done.stdout)
+        self.assertRegex(done.stderr, f"^rehearse: {folder}/[\\w.-]+: No space left on device\n$")
+
+
+class Kept(unittest.TestCase):
+    """Only the newest of the folders that a rehearsal has named itself are kept."""
+
+    def test_oldest_go(self):
+        rehearsals = directory(self)
+        dated = [f"usb-good-20250101-0000{second:02}" for second in range(30)]
+        for name in (*dated, "usb-good-20250101-000029-2", "usb-good-20250101-000029-10", "of my own", "20250101"):
+            (rehearsals / name).mkdir()
+            (rehearsals / name / "picture.png").touch()
+        (rehearsals / "file-20240101-000000").touch()
+        (rehearsals / "elsewhere-20240101-000000").symlink_to(directory(self))
+        forget_old(rehearsals)
+        self.assertEqual({path.name for path in rehearsals.iterdir()}, {
+            *dated[12:], "usb-good-20250101-000029-2", "usb-good-20250101-000029-10", "of my own", "20250101",
+            "file-20240101-000000", "elsewhere-20240101-000000"})
+        (rehearsals / "keep-good-20250101-000029-9").mkdir()
+        (rehearsals / "keep-good-20250101-000030").mkdir()
+        forget_old(rehearsals)
+        kept = {path.name for path in rehearsals.iterdir()}
+        self.assertNotIn(dated[13], kept)
+        self.assertIn(dated[14], kept)
+
+    def test_named_like_that(self):
+        """The names that are given are those that are forgotten."""
+        with mock.patch("rehearsal.folders.REHEARSALS", directory(self)) as rehearsals:
+            made = [new_folder("usb", "/my/own stick") for _ in range(20)]
+            for number, folder in enumerate(made):
+                folder.rename(rehearsals / f"usb-own-stick-20250101-0000{number:02}")
+            newest = [new_folder("network", "my.zip") for _ in range(3)]
+            left = sorted(folder.name for folder in rehearsals.iterdir() if folder not in newest)
+        self.assertTrue(all(folder.is_dir() for folder in newest))
+        self.assertEqual(left, [f"usb-own-stick-20250101-0000{number:02}" for number in range(3, 20)])
+        self.assertRegex(newest[0].name, r"^network-my\.zip-\d{8}-\d{6}$")
 
 
 class BrokenOff(unittest.TestCase):
@@ -84,10 +144,7 @@ class BrokenOff(unittest.TestCase):
         self.assertGreater(len(running.processes()), 2)
         running.process.send_signal(number)
         self.assertEqual(running.wait(), 130, running.output)
-        deadline = time.monotonic() + 20  # what is killed takes a moment to go
-        while (left := running.processes()) and time.monotonic() < deadline:
-            time.sleep(0.05)
-        self.assertEqual(left, [])
+        self.assertEqual(running.processes_after(20), [])
         self.assertEqual(list(running.scratch.iterdir()), [])
 
     def test_interrupt(self):
@@ -97,15 +154,13 @@ class BrokenOff(unittest.TestCase):
         self.assert_nothing_left(signal.SIGTERM)
 
     def test_killed(self):
-        """Even then no process stays; only the files do."""
+        """Even then nothing stays."""
         running = Running(self, "--mode", "network")
         running.read_until("3-USB-UBoot.sh starts")
         running.process.kill()
         running.process.wait()
-        deadline = time.monotonic() + 20
-        while (left := running.processes()) and time.monotonic() < deadline:
-            time.sleep(0.05)
-        self.assertEqual(left, [])
+        self.assertEqual(running.processes_after(20), [])
+        self.assertEqual(list(running.scratch.iterdir()), [])
 
 
 class Traces(unittest.TestCase):
@@ -135,11 +190,18 @@ class Traces(unittest.TestCase):
         Rehearsal(self, "--mode", "rebootusb", "--stick", stick).assert_promise_kept()
         self.assertEqual({path: path.read_bytes() for path in stick.rglob("*") if path.is_file()}, before)
 
+    def test_folder_is_a_file(self):
+        file = directory(self) / "file"
+        file.touch()
+        for folder in (file, file / "below"):
+            done = start_in_vain("--folder", folder)
+            self.assertEqual((done.returncode, done.stdout), (2, ""))
+            self.assertRegex(done.stderr, f"^rehearse: {folder}(: Not a directory| is no folder)\n$")
+
     def test_folder_in_use(self):
         folder = directory(self)
         (folder / "picture.png").write_text("of another rehearsal")
-        done = subprocess.run(command("--folder", folder), capture_output=True, text=True, env=environment(),
-                              timeout=ENDS_WITHIN, check=False)
+        done = start_in_vain("--folder", folder)
         self.assertEqual(done.returncode, 2)
         self.assertIn("is not empty", done.stderr)
 

@@ -9,7 +9,8 @@ import unittest
 from pathlib import Path
 
 from rehearsals import SIMULATOR
-from rehearsal.sandbox.instrument import GATE, HERE, JOURNAL, WATCHER, Instrument
+from rehearsal.leash import Leash
+from rehearsal.sandbox.instrument import GATE, HERE, JOURNAL, WATCHER, Instrument, Tools
 from rehearsal.stage import Scene
 
 NAME = "3-USB-UBoot.sh"
@@ -23,7 +24,9 @@ class Watcher(unittest.TestCase):
         self.scripts.mkdir()
 
     def make_instrument(self) -> Instrument:
-        return Instrument(self.top / "instrument", Scene([NAME], scripts=self.scripts))
+        leash = Leash()
+        self.addCleanup(leash.close)
+        return Instrument(self.top / "instrument", Scene([NAME], scripts=self.scripts), Tools(self.top, leash))
 
     def run_watched(self, script: str, *arguments: str) -> tuple[int, list[str]]:
         """How the script ends for the program, and what is reported meanwhile."""

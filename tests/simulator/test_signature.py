@@ -96,7 +96,8 @@ class Stick(Rejected):
         not_one = "sha256sums.txt.minisig is no signature in minisign's present form"
         for name, content, reason in (
             ("empty", b"", not_one), ("text", b"signed\nby me\n", not_one),
-            ("a key", key("maker").read_bytes(), not_one), ("zeros", bytes(500), not_one), ("half of one", None, "sha256sums.txt was changed after it was signed"),
+            ("a key", key("maker").read_bytes(), not_one), ("zeros", bytes(500), not_one),
+            ("half of one", None, "sha256sums.txt was changed after it was signed"),
             ("a large one", bytes(1048577), "sha256sums.txt.minisig is too large"),
         ):
             with self.subTest(name):
