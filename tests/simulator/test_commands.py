@@ -1,5 +1,6 @@
 """The commands that make instruments, sticks and downloads, and plug and pull a stick."""
 
+import concurrent.futures
 import hashlib
 import os
 import pathlib
@@ -7,9 +8,11 @@ import shutil
 import subprocess
 import tempfile
 import unittest
+import unittest.mock
 
 import instrument
 from instrument import Instrument, command, fingerprint, made
+from keys import key
 
 MANIFEST_KEYS = {"core_version", "core_build", "core_build_date", "image_bootloader_version", "install_date_time"}
 
@@ -133,6 +136,10 @@ class Commands(unittest.TestCase):
             ("make-instrument", "--unknown", target), ("make-stick",), ("make-stick", "--bad", "luck", target),
             ("make-stick", "--override", target), ("make-archive",), ("make-archive", "--bad", "luck", target),
             ("make-archive", "--bad", "truncated"), ("make-instrument", "--active", "", target),
+            ("make-stick", "--bad", ".*", target), ("make-stick", "--bad", "", target),
+            ("make-stick", "--bad", "size", target),
+            ("make-archive", "--bad", "odd", target), ("sign-update",), ("sign-update", "--key", target),
+            ("sign-update", target, target),
         ):
             with self.subTest(arguments):
                 result = command(*arguments)
@@ -141,7 +148,8 @@ class Commands(unittest.TestCase):
                 self.assertFalse(target.exists())
 
     def test_help(self):
-        for name in ("make-instrument", "make-stick", "make-archive", "plug-stick", "unplug-stick"):
+        for name in ("make-instrument", "make-stick", "make-archive", "plug-stick", "swap-stick", "unplug-stick",
+                     "sign-update"):
             result = command(name, "--help")
             self.assertEqual((result.returncode, result.stderr), (0, ""))
             self.assertIn(f"usage: simulator/{name}", result.stdout)
@@ -152,6 +160,98 @@ class Commands(unittest.TestCase):
             result = command(name, self.scratch)
             self.assertEqual((result.returncode, result.stderr), (1, f"{self.scratch} is not empty\n"))
         self.assertEqual(os.listdir(self.scratch), ["mine"])
+
+
+class Signing(unittest.TestCase):
+    def setUp(self):
+        self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="instrument-"))
+        self.addCleanup(shutil.rmtree, self.scratch)
+
+    def verifies(self, file, public):
+        done = subprocess.run(["minisign", "-VHq", "-p", public, "-m", file], capture_output=True, check=False)
+        return done.returncode == 0
+
+    def make_key(self):
+        subprocess.run(["minisign", "-GW", "-p", self.scratch / "my.pub", "-s", self.scratch / "my.key"],
+                       capture_output=True, check=True)
+        return self.scratch / "my.key"
+
+    def test_keys_are_made_once(self):
+        """By several commands that begin at once; then all have signed with the same key."""
+        with unittest.mock.patch.dict(os.environ, XDG_CACHE_HOME=str(self.scratch / "cache")):
+            with concurrent.futures.ThreadPoolExecutor(6) as pool:
+                runs = list(pool.map(lambda number: command("make-stick", self.scratch / str(number)), range(6)))
+            self.assertEqual([(run.returncode, run.stderr) for run in runs], [(0, "")] * 6)
+            keys = key("maker").parent
+        self.assertEqual({path.name for path in keys.iterdir()},
+                         {f"{name}.{kind}" for name in ("maker", "next", "stranger") for kind in ("pub", "key")})
+        self.assertEqual(keys.stat().st_mode & 0o777, 0o700)
+        for number in range(6):
+            self.assertTrue(self.verifies(self.scratch / f"{number}/update/sha256sums.txt", keys / "maker.pub"))
+
+    def test_keys_are_not_in_the_repository(self):
+        self.assertNotIn(instrument.REPOSITORY, key("maker").resolve().parents)
+
+    def test_no_place_for_keys(self):
+        without = {name: value for name, value in os.environ.items() if name not in ("HOME", "XDG_CACHE_HOME")}
+        with unittest.mock.patch.dict(os.environ, without, clear=True):
+            made_so = command("make-stick", self.scratch / "stick")
+        self.assertNotEqual(made_so.returncode, 0)
+        self.assertIn("neither HOME nor XDG_CACHE_HOME is set", made_so.stderr)
+
+    def test_sign_with_a_key_of_ones_own(self):
+        stick = self.scratch / "stick"
+        shutil.copytree(made("make-stick", "--override", "size"), stick)
+        (stick / "update/kernel.img").write_text("another kernel")
+        (stick / "update/update.log").write_text("of an earlier update\n")
+        self.assertEqual(command("sign-update", "--key", self.make_key(), stick).returncode, 0)
+        for sums in (stick / "update/sha256sums.txt", stick / "update/OVERRIDE/sha256sums.txt"):
+            self.assertTrue(self.verifies(sums, self.scratch / "my.pub"))
+            self.assertNotIn(".log", sums.read_text())
+            subprocess.run(["sha256sum", "--check", "--quiet", "sha256sums.txt"], cwd=sums.parent, check=True)
+
+    def test_sign_an_archive(self):
+        archive = self.scratch / "update.zip"
+        archive.write_text("archive")
+        self.assertEqual(command("sign-update", "--key", self.make_key(), archive).returncode, 0)
+        self.assertTrue(self.verifies(archive, self.scratch / "my.pub"))
+
+    def test_nothing_to_sign(self):
+        for path in (self.scratch, self.scratch / "nothing"):
+            done = command("sign-update", path)
+            self.assertEqual((done.returncode, done.stderr), (1, f"{path} is no archive and holds no update\n"))
+
+    def test_keys_of_an_instrument(self):
+        board = made("make-instrument") / "etc/update/keys"
+        self.assertEqual({path.name for path in board.iterdir()}, {"maker.pub", "next.pub"})
+        self.assertFalse((made("make-instrument", "--keyless") / "etc/update/keys").exists())
+
+    def test_keys_beside_scripts_of_ones_own(self):
+        """Scripts that verify nothing get no keys, and keys of one's own stay."""
+        own = self.scratch / "own"
+        own.mkdir()
+        (own / "0-checkpartitions.sh").write_text("#!/bin/sh\n")
+        board = self.scratch / "board"
+        command("make-instrument", "--scripts", own, board)
+        self.assertFalse((board / "etc/update/keys").exists())
+        shutil.copytree(instrument.SCRIPTS, own, dirs_exist_ok=True)
+        (own / "keys").mkdir()
+        (own / "keys/mine.pub").write_text("mine")
+        command("make-instrument", "--scripts", own, self.scratch / "other")
+        self.assertEqual(os.listdir(self.scratch / "other/etc/update/keys"), ["mine.pub"])
+
+    def test_swap(self):
+        for kind, other in (("swapped", None), ("replaced", "4.09")):
+            stick, board = made("make-stick", "--bad", kind), Instrument(self)
+            good = made("make-stick") / "update"
+            self.assertEqual(fingerprint(stick / "update"), fingerprint(good))
+            update = board.plug("--bad", kind)
+            self.assertEqual(command("swap-stick", board.root, stick).returncode, 0)
+            for file in good.iterdir():
+                if other or not file.name.startswith("sha256sums"):
+                    self.assertNotEqual((update / file.name).read_bytes(), file.read_bytes(), file.name)
+                self.assertEqual((stick.with_name("made.instead") / "update" / file.name).read_bytes(),
+                                 (update / file.name).read_bytes())
 
 
 if __name__ == "__main__":

@@ -325,6 +325,20 @@ class Archives(Harm):
         self.assertFalse(board.path("/etc/update/evil").exists())
         self.assertEqual([script for script, _ in board.log(RECOVERY_LOG)], [*CHECK_FILESYSTEM, *UNZIP])
 
+    def test_many_small_files(self):
+        """What is unpacked cannot add up to more than the storage holds either."""
+        board = Instrument(self)
+        update = board.download()
+        with zipfile.ZipFile(board.path(ARCHIVE), "w", zipfile.ZIP_DEFLATED) as archive:
+            names = [f"file{number}" for number in range(150)]
+            archive.writestr("sha256sums.txt", "".join(f"{0:064d}  {name}\n" for name in names))
+            for name in names:
+                archive.writestr(name, bytes(2 * SMALL))
+        board.sign(path=ARCHIVE)
+        self.assertEqual(board.run(*CHECK_FILESYSTEM, *UNZIP), [0, 0, 0])
+        files = list(update.glob("file*"))
+        self.assertEqual((len(files), {file.stat().st_size for file in files}), (100, {SMALL + 1}))
+
 
 class Images(Harm):
     def test_image_scripts_open_nothing_but_plain_files(self):
