@@ -116,6 +116,14 @@ class Rejection(unittest.TestCase):
                 board.path("/tmp/verifyFailed").unlink()
                 board.run_well(*VERIFY)
 
+    def test_image_larger_than_the_slot_that_it_goes_through(self):
+        """All are written to the slot of the root file system first."""
+        board = Instrument(self)
+        board.plug()
+        os.truncate(board.path("/dev/mmcblk0p7"), 1400000)
+        reason = "recoveryfs.img does not fit in /dev/mmcblk0p7"
+        self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, FILE_CHECK, reason)
+
     def test_slot_that_is_missing(self):
         board = Instrument(self)
         board.plug()

@@ -148,6 +148,50 @@ class SecondLook(unittest.TestCase):
                 self.assertEqual(board.active, "1\n")
 
 
+class InTheMoment(unittest.TestCase):
+    """What changes between a look at a name and its opening: the stand-in for a command does it just then."""
+
+    def run_with(self, board, command_name, text, *scripts):
+        stand_in = board.path(f"/opt/{command_name}")
+        stand_in.write_text(f'#!/bin/sh\n/usr/bin/{command_name} "$@"\n{text}\n')
+        stand_in.chmod(0o755)
+        return board.run(*scripts, sandbox_options=("--setenv", "PATH", "/opt:/usr/bin:/bin"))
+
+    def test_file_becomes_a_link(self):
+        """Even one to the same content: what was opened lies elsewhere."""
+        board = Instrument(self)
+        board.plug()
+        text = """cd /media/usb0/update && [ "$*" = "-f $PWD/manifest.txt" ] && mv manifest.txt other &&
+                  ln -s other manifest.txt"""
+        self.assertEqual(self.run_with(board, "readlink", text, *CHECK_FILESYSTEM, VERIFY[0]), [0, 0, 3])
+        self.assertEqual(board.marker(), "manifest.txt cannot be copied\n")
+
+    def test_image_becomes_a_link(self):
+        board = Instrument(self)
+        board.plug_checked()
+        text = """cd /media/usb0/update && [ "$*" = "-f $PWD/kernel.img" ] && mv kernel.img other &&
+                  ln -s other kernel.img"""
+        self.assertEqual(self.run_with(board, "readlink", text, IMAGES[1]), [1])
+        self.assertEqual(board.log()[-1][1], "FAILED: kernel.img has changed since it was checked")
+
+    def test_log_becomes_a_link(self):
+        board = Instrument(self)
+        board.plug()
+        text = '[ "$*" != "-f /media/usb0/update" ] || ln -sf /etc/pointercal /media/usb0/update/update.log'
+        before = board.path("/etc/pointercal").read_text()
+        self.assertEqual(self.run_with(board, "readlink", text, *CHECK_FILESYSTEM, VERIFY[0]), [0, 0, 0])
+        self.assertEqual(board.path("/etc/pointercal").read_text(), before)
+        self.assertEqual(len(board.log("/mnt/recovery/update_files/update/update.log")), 3)
+
+    def test_override_changes(self):
+        board = Instrument(self)
+        board.plug("--override", "size")
+        text = "case $2 in */trusted/Size10) echo evil >/media/usb0/update/OVERRIDE/Size10 ;; esac"
+        self.run_with(board, "mv", text, "00-USB-installoverrides.sh")
+        self.assertEqual(board.path("/media/usb0/update/OVERRIDE/Size10").read_text(), "evil\n")
+        self.assertEqual(board.path("/etc/display-size").read_text(), "display_size=10\nresolution=1280x800\n")
+
+
 class PostUpdateFiles(unittest.TestCase):
     """What else the maker lists is at the hands of the script, as a copy that was verified."""
 

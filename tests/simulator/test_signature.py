@@ -71,6 +71,13 @@ class Stick(Rejected):
                 self.assertEqual(board.marker(), reason + "\n")
                 self.assertEqual(board.storage(), before)
 
+    def test_rebuild_needs_a_manifest(self):
+        """Its version check does not run, so nothing else would notice."""
+        board = Instrument(self, "--blank")
+        (board.plug() / "manifest.txt").write_text("")
+        board.sign()
+        self.assert_rejected(board, CHECK_FILESYSTEM, "manifest.txt is missing", "/tmp/update.log")
+
     def test_nothing_is_written_or_run_that_was_not_checked(self):
         for script in (*IMAGES, *POST_UPDATE, *SWITCH, "9-UbootVariables.sh"):
             with self.subTest(script):
