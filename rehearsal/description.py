@@ -49,10 +49,25 @@ class Update:
 
 
 @dataclass(frozen=True)
+class Signature:
+    """Whom the instrument believes. Without keys it verifies no signature."""
+
+    keys: str = ""  # the directory of the public ones
+    list: str = ""  # the file of an update that is signed, with the sums of the others
+    list_signature: str = ""
+    download_signature: str = ""
+
+    def paths(self) -> tuple[str, ...]:
+        """Where the instrument has something of it."""
+        return tuple(filter(None, (self.keys, self.download_signature)))
+
+
+@dataclass(frozen=True)
 class Logs:
     update: str = ""
     override: str = ""
     download: str = ""
+    fallback: str = ""
     maintenance: str = ""
     every_script: bool = False
 
@@ -83,6 +98,7 @@ class Description:
     overlay: Path | None = None  # a directory whose files the instrument holds besides
     versions: Versions = field(default_factory=Versions)
     update: Update = field(default_factory=Update)
+    signature: Signature = field(default_factory=Signature)
     logs: Logs = field(default_factory=Logs)
     survives: Survives = field(default_factory=Survives)
     maintenance: Maintenance = field(default_factory=Maintenance)
