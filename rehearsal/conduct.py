@@ -9,6 +9,7 @@ import tempfile
 from collections.abc import Callable
 from pathlib import Path
 
+from rehearsal import audit
 from rehearsal.album import Album
 from rehearsal.case import Case, comes_back
 from rehearsal.description import Description
@@ -100,6 +101,7 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     """Everything from making the instrument to its verdict; True if it ended as promised."""
     mode = MODES[arguments.mode]
     source = choose_source(arguments, stage, description, scratch)
+    noticed = list(audit.lines(arguments, source, description, scratch))
     unwatched = stage.prepare(scene_of(arguments, description))
     (stage.download if mode.network else stage.plug)(source.path)
     before = stage.holdings()
@@ -109,6 +111,8 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
     folder = given_folder(arguments.folder) if arguments.folder else new_folder(arguments.mode, arguments.stick)
     report = Report(folder / "rehearsal.txt")
     announce(arguments, plan, before, scripts, report)
+    for line in noticed:
+        report.say(line)
     started = datetime.datetime.now(datetime.timezone.utc)
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
     record, visits = run(arguments, stage, plan, album, report)

@@ -49,7 +49,9 @@ class Planted(unittest.TestCase):
 
     def test_not_executable(self) -> None:
         (self.scripts.directory / "6-USB-recoveryfs.sh").chmod(0o644)
-        self.assert_cause("6-USB-recoveryfs.sh is not executable: the program goes on as if it had run.")
+        rehearsal = self.assert_cause("6-USB-recoveryfs.sh is not executable: the program goes on as if it had run.")
+        found = "\nWhat teskupdater-audit found beforehand:\n  - /etc/update/6-USB-recoveryfs.sh: is not executable: "
+        self.assertIn(found, rehearsal.output)
 
     def test_interpreter_missing(self) -> None:
         (self.scripts.directory / "5-USB-recoverykernel.sh").write_text("#!/opt/tools/sh\n")
