@@ -1,8 +1,14 @@
 """Looks at what is to be rehearsed before it is: what the program would pass over in silence."""
 
+import argparse
 import json
 import subprocess
+from collections.abc import Iterator
 from pathlib import Path
+
+from rehearsal.description import Description
+from rehearsal.modes import MODES
+from rehearsal.source import Source
 
 TOP = Path(__file__).resolve().parent.parent
 SECONDS = 60.0
@@ -16,11 +22,46 @@ def run(*command: str | Path) -> subprocess.CompletedProcess[str]:
     return subprocess.run(command, capture_output=True, text=True, check=False, timeout=SECONDS)
 
 
-def faults(audit: Path, scratch: Path, scripts: Path | None = None, stick: Path | None = None) -> list[str]:
+def lines(arguments: argparse.Namespace, source: Source, description: Description, scratch: Path) -> Iterator[str]:
+    """What the report says of the user's own scripts, stick and instrument before they are rehearsed."""
+    mode = MODES[arguments.mode]
+    if not (arguments.scripts or arguments.instrument or arguments.stick not in dict(mode.sources)):
+        return  # ours have no faults but those that they are made for
+    audit = arguments.program.resolve().parent / "teskupdater-audit"
+    if not audit.is_file():
+        yield f"It was not looked at beforehand: there is no {audit}."
+        return
+    try:
+        stick = None if mode.network else source.path
+        found = faults(audit, scratch, arguments.scripts, stick, description.file)
+    except (AuditError, OSError, ValueError, subprocess.TimeoutExpired) as error:
+        yield f"It could not be looked at beforehand: {error}."
+        return
+    found = [fault for fault in found if concerns(fault, description)]
+    if found:
+        yield "What teskupdater-audit found beforehand:"
+    for fault in found:
+        yield f"  - {fault}"
+
+
+def concerns(fault: str, description: Description) -> bool:
+    """A script that the instrument is not meant to have is not missed."""
+    path = fault.partition(": ")[0]
+    return not path.startswith("/etc/update/") or description.has(path.rpartition("/")[2])
+
+
+def faults(
+    audit: Path,
+    scratch: Path,
+    scripts: Path | None = None,
+    stick: Path | None = None,
+    description: Path | None = None,
+) -> list[str]:
     """The faults that `audit`, the command, finds on a fresh instrument with these scripts and this stick:
     "path: what is wrong: what the user would see". Scratch is where the instrument may be made."""
     instrument = scratch / "audited"
     chosen: list[str | Path] = ["--scripts", scripts] if scripts else []
+    chosen += ["--instrument", description] if description else []
     made = run(TOP / "simulator/make-instrument", *chosen, instrument)
     if made.returncode != 0:
         raise AuditError(made.stderr.strip())

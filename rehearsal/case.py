@@ -5,9 +5,14 @@ from dataclasses import dataclass, field
 
 from rehearsal.description import Description
 from rehearsal.holdings import Holdings
-from rehearsal.modes import REJECTED, UPDATED, Mode
+from rehearsal.modes import FAILED, REJECTED, UPDATED, Mode
 from rehearsal.record import Record
 from rehearsal.source import Source
+
+
+def comes_back(mode: Mode, outcome: str) -> bool:
+    """Whether it ends in a reboot. A rejection does not where the user stands before the instrument with his stick."""
+    return outcome != REJECTED or mode.network or mode.blank
 
 
 @dataclass(frozen=True)
@@ -48,9 +53,19 @@ class Case:
         return self.before.description
 
     @property
+    def flaw(self) -> str:
+        """Why this instrument has to reject the update; empty if it has no reason to."""
+        return self.source.flaw(self.before.keys, any_bootloader=self.mode.blank)
+
+    @property
     def target(self) -> str | None:
         """The version partition that has to be written, if any."""
         return self.description.after(self.before.active) if self.outcome == UPDATED else None
+
+    @property
+    def given_up(self) -> str | None:
+        """The version partition that was being written when the update turned out not to be what was checked."""
+        return self.description.after(self.before.active) if self.outcome == FAILED else None
 
     @property
     def overrides(self) -> bool:
@@ -59,7 +74,7 @@ class Case:
 
     @property
     def reboots(self) -> bool:
-        return self.outcome != REJECTED or self.mode.network
+        return comes_back(self.mode, self.outcome)
 
     @property
     def log(self) -> str:
@@ -69,4 +84,6 @@ class Case:
             return logs.maintenance.lstrip("/")
         if self.mode.network:
             return logs.download.lstrip("/")
+        if not self.source.takes_a_log:
+            return logs.fallback.lstrip("/")
         return (logs.override if self.overrides and self.outcome != UPDATED else logs.update).lstrip("/")

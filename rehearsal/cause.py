@@ -66,6 +66,8 @@ def of_slots(case: Case, deed: Deed, _: list[Line]) -> Iterator[str]:
         of, path = told.version_of(device), f"dev/{device}"
         if how == REMOVED:
             yield f"{name} removed /{path}"
+        elif case.given_up and of == case.given_up:
+            continue
         elif case.outcome != UPDATED:
             yield f"{name} wrote to {short(device)}, although the update has to be {case.outcome}"
         elif of and of == deed.before.active and of != case.target:
@@ -105,7 +107,7 @@ def keeps(case: Case, path: str) -> bool:
         told.path_of(template, version)
         for version in others
         for template in (told.versions.user_files, told.versions.manifest)
-        if template
+        if template and (template != told.versions.manifest or version != case.given_up)
     ]
     return any(path == one or path.startswith(f"{one}/") for one in survivors)
 
@@ -116,7 +118,7 @@ def of_marker(case: Case, deed: Deed, _: list[Line]) -> Iterator[str]:
         if left and case.outcome in (UPDATED, "") and MARKER in deed.changes:
             yield f"{name} left {marker(deed.after)}: the program rejects the update"
         elif not left and case.outcome == REJECTED and deed.run.code == "0" and name == VERIFIED[1]:
-            flaw = case.source.flaw() or "it has to be rejected"
+            flaw = case.flaw or "it has to be rejected"
             yield f"{name} accepted the update, although {flaw}"
     elif left and deed.before.marker is None and name != OVERRIDE_SCRIPT and case.outcome == UPDATED:
         yield f"{name} left {marker(deed.after)}: the next check rejects the update"

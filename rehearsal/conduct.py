@@ -6,27 +6,32 @@ import os
 import signal
 import sys
 import tempfile
+from collections.abc import Callable
 from pathlib import Path
 
+from rehearsal import audit
 from rehearsal.album import Album
 from rehearsal.arrival import Arrival
-from rehearsal.case import Case
+from rehearsal.case import Case, comes_back
 from rehearsal.description import Description
 from rehearsal.folders import FolderError, given_folder, naming, new_folder, output_name
 from rehearsal.follow import Follower, Limits
 from rehearsal.judgement import judge, say
+from rehearsal.holdings import Holdings
 from rehearsal.leash import Keeper, Leash, remove
-from rehearsal.modes import MODES, REJECTED
+from rehearsal.modes import MODES, WRITTEN
 from rehearsal.page import write_page
 from rehearsal.options import parse_arguments
-from rehearsal.plan import Plan, description_of, make_plan, scene_of, unstartable
+from rehearsal.plan import Plan, choose_source, description_of, make_plan, scene_of, unstartable
 from rehearsal.player import Player
 from rehearsal.reader import DescriptionError
 from rehearsal.record import Record
 from rehearsal.report import Report
 from rehearsal.stage import Setting, Stage, StageError
 from rehearsal.stages import STAGES
+from rehearsal.source import Source
 from rehearsal.tour import Tour, Visit
+from rehearsal.verdict import keys_text
 
 NOT_AS_PROMISED, UNUSABLE, BROKEN_OFF = 1, 2, 130
 REBOOTS_WITHIN, SETTLES_WITHIN = 15.0, 2.0  # seconds after the program's last word
@@ -50,6 +55,18 @@ def make_player(arguments: argparse.Namespace, stage: Stage, album: Album, repor
     return Player(stage, album, arguments.screen, () if arguments.touch else mode.touches, touched)
 
 
+def swapper(stage: Stage, source: Source, report: Report) -> Callable[[str], None]:
+    """Has a stick that answers differently once it has been checked do so, before the first image is written."""
+
+    def before_script(name: str) -> None:
+        if source.instead and name == WRITTEN[0]:
+            report.event("stick", "is replaced by another")
+            stage.pull()
+            stage.plug(source.instead)
+
+    return before_script
+
+
 def run(
     arguments: argparse.Namespace,
     stage: Stage,
@@ -62,9 +79,10 @@ def run(
         player = make_player(arguments, stage, album, report)
         stage.start(plan.mode.option, report.say)
         report.start_clock()
-        record = Follower(stage, album, player, report, limits(arguments, stage, plan)).follow()
+        before_script = swapper(stage, plan.source, report)
+        record = Follower(stage, album, player, report, limits(arguments, stage, plan), before_script).follow()
         arrival = None
-        if stage.comes_back and (plan.outcome != REJECTED or plan.mode.network) and not record.fault:
+        if stage.comes_back and comes_back(plan.mode, plan.outcome) and not record.fault:
             arrival = Arrival(stage, album, arguments.screen, report)
             arrival.watch()
         record.states = [picture.state for picture in album.pictures]
@@ -79,33 +97,39 @@ def limits(arguments: argparse.Namespace, stage: Stage, plan: Plan) -> Limits:
     return Limits(
         silence,
         10 * silence * stage.pace,
-        settles if plan.outcome == REJECTED else reboots,
+        reboots if comes_back(plan.mode, plan.outcome) else settles,
         reboots if plan.mode.network else settles,
     )
 
 
 def rehearse(arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path) -> bool:
     """Everything from making the instrument to its verdict; True if it ended as promised."""
-    plan = make_plan(arguments, stage, description, scratch)
-    mode, source = plan.mode, plan.source
-    scripts = unstartable(stage.prepare(scene_of(arguments, description)), plan, arguments.scripts)
+    mode = MODES[arguments.mode]
+    source = choose_source(arguments, stage, description, scratch)
+    noticed = list(audit.lines(arguments, source, description, scratch))
+    unwatched = stage.prepare(scene_of(arguments, description))
     (stage.download if mode.network else stage.plug)(source.path)
+    before = stage.holdings()
+    plan = make_plan(arguments, source, before.keys, description)
+    scripts = unstartable(unwatched, plan, arguments.scripts)
 
     folder = given_folder(arguments.folder) if arguments.folder else new_folder(arguments.mode, arguments.stick)
     report = Report(folder / "rehearsal.txt")
-    announce(arguments, plan, description, scripts, report)
-    before, started = stage.holdings(), datetime.datetime.now(datetime.timezone.utc)
+    announce(arguments, plan, before, scripts, report)
+    for line in noticed:
+        report.say(line)
+    started = datetime.datetime.now(datetime.timezone.utc)
     album = Album(stage, folder, ("checking",) if mode.network else ("checking", "update directory found"))
     record, visits, arrival = run(arguments, stage, plan, album, report)
     case = Case(mode, plan.outcome, source, before, stage.holdings(), record, started, plan.asked, scripts)
     judgement = judge(case, visits, arrival.lines(case) if arrival else [])
     say(judgement, case, report)
     keep_outputs(record, folder)
-    flaw = source.flaw()
     facts = {
         "what": f"{arguments.mode}: {mode.summary}",
-        "update": f"{arguments.stick}{f': {flaw}' if flaw else ''}",
+        "update": f"{arguments.stick}{f': {plan.flaw}' if plan.flaw else ''}",
         "instrument": description.name,
+        "keys": keys_text(before),
         "scripts": str(arguments.scripts or "those of the simulated instrument"),
         "screen": arguments.screen,
         "has to end": plan.outcome or plan.asked or "as the program promises whatever the scripts do",
@@ -126,7 +150,7 @@ def rehearse(arguments: argparse.Namespace, stage: Stage, description: Descripti
 
 
 def announce(
-    arguments: argparse.Namespace, plan: Plan, description: Description, scripts: dict[str, str], report: Report
+    arguments: argparse.Namespace, plan: Plan, before: Holdings, scripts: dict[str, str], report: Report
 ) -> None:
     end = (
         f"It has to end {plan.outcome}."
@@ -134,10 +158,12 @@ def announce(
         else "Without a description of your instrument only the program is judged; what the scripts do is told."
     )
     report.say(f"Rehearsing {arguments.mode}: {plan.mode.summary}. {end}")
-    if plan.outcome and (flaw := plan.source.flaw()):
-        report.say(f"What is wrong with the update: {flaw}.")
+    if plan.outcome and plan.flaw:
+        report.say(f"What is wrong with the update: {plan.flaw}.")
+    if not before.keys:
+        report.say("The instrument has no keys: it verifies no signature.")
     for name, why in scripts.items():
-        if description.has(name):
+        if before.description.has(name):
             report.say(f"{name} {why}.")
     if arguments.touch and plan.mode.touches:
         report.say(f"Once they can be touched, touch: {', then '.join(plan.mode.touches)}.")

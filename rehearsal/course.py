@@ -6,15 +6,19 @@ from collections.abc import Collection, Iterator
 
 from rehearsal.case import Case, Line
 from rehearsal.modes import (
+    CHECKED,
     CLEANUP_SCRIPT,
+    FAILED,
     FINISHED,
     OVERRIDDEN,
     OVERRIDE_SCRIPT,
     PROGRESS,
     REBOOTED,
+    SWITCHED,
     UNZIPPED,
     UPDATED,
     VERIFIED,
+    WRITTEN,
 )
 from rehearsal.record import ScriptRun
 
@@ -44,8 +48,12 @@ def expected_scripts(case: Case) -> dict[str, set[str] | None]:
     if case.outcome == UPDATED:
         # 1 the display is set like that already, 2 more than one override: the user then updates
         return {OVERRIDE_SCRIPT: {"1", "2"}, **scripts} if case.overrides else scripts
+    if case.outcome == FAILED:  # the program goes on whatever becomes of an image
+        return {**scripts, **dict.fromkeys(WRITTEN), **dict.fromkeys(SWITCHED, {"1"})}
     if case.overrides:
         return {OVERRIDE_SCRIPT: {"0"} if case.outcome == OVERRIDDEN else None}
+    if case.mode.blank:
+        return {CHECKED[0]: {"0"}, CHECKED[1]: None, case.mode.scripts[-1]: {"0"}}
     rejecting = next((REJECTIONS[line] for line in case.record.lines if line in REJECTIONS), VERIFIED[1])
     names = [name for name in case.mode.scripts[: case.mode.scripts.index(rejecting) + 1] if case.description.has(name)]
     expected = {name: None if name in VERIFIED + UNZIPPED else {"0"} for name in names}
@@ -95,7 +103,7 @@ def run_text(case: Case) -> str:
 def promised_last_word(case: Case) -> str:
     if case.outcome == OVERRIDDEN:
         return "ostat = 0"
-    if case.outcome == UPDATED:
+    if case.outcome in (UPDATED, FAILED) or case.mode.blank:
         return (
             "Net Update Successful, rebooting"
             if case.mode.network
@@ -121,7 +129,9 @@ def last_word(case: Case, promised: str) -> str:
 def log_text(case: Case, expected: Collection[str]) -> str:
     text = case.after.text(case.log)
     # the overrides have a log of their own, beside the update's
-    names = case.mode.scripts if case.outcome == UPDATED else expected
+    names = list(case.mode.scripts if case.outcome == UPDATED else expected)
+    if case.source.instead:  # the lines from before are on the first stick
+        names = names[names.index(WRITTEN[0]) :]
     silent = [name for name in names if not re.search(rf"(?m)(?<![\w-]){re.escape(name)}", text)]
     return f"no line of {shortened(silent)}" if silent else "a line of each script"
 

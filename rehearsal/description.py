@@ -50,10 +50,16 @@ class Update:
 
 @dataclass(frozen=True)
 class Signature:
-    """By whom an update has to be signed; without keys nobody has to sign."""
+    """Whom the instrument believes. Without keys it verifies no signature."""
 
-    keys: str = ""  # a directory of public keys on the instrument
-    suffix: str = ""  # what the name of a signature has after that of the file
+    keys: str = ""  # the directory of the public ones
+    list: str = ""  # the file of an update that is signed, with the sums of the others
+    list_signature: str = ""
+    download_signature: str = ""
+
+    def paths(self) -> tuple[str, ...]:
+        """Where the instrument has something of it."""
+        return tuple(filter(None, (self.keys, self.download_signature)))
 
 
 @dataclass(frozen=True)
@@ -61,6 +67,7 @@ class Logs:
     update: str = ""
     override: str = ""
     download: str = ""
+    fallback: str = ""
     maintenance: str = ""
     every_script: bool = False
 

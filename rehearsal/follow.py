@@ -2,6 +2,7 @@
 
 import select
 import time
+from collections.abc import Callable
 from dataclasses import dataclass
 from typing import Protocol
 
@@ -68,8 +69,17 @@ class Touching(Protocol):
 class Follower:
     """One run of a stage that has been started."""
 
-    def __init__(self, stage: Stage, album: Album, player: Touching, report: Report, limits: Limits):
+    def __init__(
+        self,
+        stage: Stage,
+        album: Album,
+        player: Touching,
+        report: Report,
+        limits: Limits,
+        before_script: Callable[[str], None] = lambda name: None,
+    ):
         self.record = Record()
+        self._before_script = before_script  # is told of each script before it is let go on
         self._stage, self._album, self._player, self._report, self._limits = stage, album, player, report, limits
         self._done_at = time.monotonic() + limits.whole
         self._done_reason = f"it did not end within {limits.whole:.0f} s"
@@ -145,6 +155,7 @@ class Follower:
             return SOON
         del self._at_gate[0]
         self.record.runs.append(ScriptRun(name, self._report.elapsed()))
+        self._before_script(name)
         self._report.event("script", f"{name} starts")
         self._stage.let_go()
         return 0.0

@@ -43,6 +43,12 @@ class Holdings:
         self.home = os.path.normpath(os.path.join(os.path.dirname(versions.home), home)) if home else ""
         self.reboots = reboots  # that the instrument has gone through
 
+    @property
+    def keys(self) -> list[bytes]:
+        """The keys that the instrument knows; without any it verifies no signature."""
+        top = f"{self.description.signature.keys.lstrip('/')}/"
+        return [self.read(path) for path in sorted(self.files) if path.startswith(top) and path.endswith(".pub")]
+
     def manifest_path(self, version: str) -> str:
         return self.description.path_of(self.description.versions.manifest, version)
 
@@ -98,6 +104,7 @@ def patterns(description: Description) -> Iterator[str]:
         versions.home,
         update.overrides,
         update.unpacked,
+        *description.signature.paths(),
         *description.survives.files,
         logs.update,
         logs.download,

@@ -7,7 +7,7 @@ from rehearsal import promise, tourverdict, verdict
 from rehearsal.case import Case, Line
 from rehearsal.cause import findings, missed
 from rehearsal.deeds import deeds, ended, told
-from rehearsal.modes import OVERRIDDEN, REJECTED, TOURED, UPDATED
+from rehearsal.modes import FAILED, OVERRIDDEN, REJECTED, TOURED, UPDATED
 from rehearsal.report import Report
 from rehearsal.tour import Visit
 
@@ -15,6 +15,7 @@ ENDS = {
     UPDATED: "the update is installed",
     REJECTED: "the update is rejected",
     OVERRIDDEN: "the override is installed, and nothing else",
+    FAILED: "the update is given up, and the version that was active is still",
     TOURED: "every screen was seen and did what it has to do",
 }
 LAST_LINES = 10  # of what a script printed that has failed

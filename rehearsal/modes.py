@@ -66,13 +66,45 @@ REBUILD_SCRIPTS = CHECKED + WRITTEN + SWITCHED + ("11-DCA-Reboot.sh",)
 UPDATED = "updated"  # the update is installed, and the instrument rebooted
 REJECTED = "rejected"  # the update was turned down, and nothing has changed
 OVERRIDDEN = "overridden"  # the override is installed, nothing else, and the instrument rebooted
+FAILED = "failed"  # the update was not what had been checked: not installed, the old version is active, rebooted
 TOURED = "toured"  # every screen was seen, each did what it promises, and the last one rebooted the instrument
 
-BAD_STICKS = {"badsum": REJECTED, "missingfile": REJECTED, "wrongbootloader": REJECTED}
-STICKS = {"good": UPDATED, **BAD_STICKS}
-ARCHIVES = {**STICKS, "truncated": REJECTED}
+BAD = {
+    "badsum": REJECTED,
+    "missingfile": REJECTED,
+    "wrongbootloader": REJECTED,
+    "unsigned": REJECTED,
+    "otherkey": REJECTED,
+    "resummed": REJECTED,
+}
+# What somebody who means harm puts on a stick.
+HARMFUL = {
+    "linkedlog": UPDATED,
+    "linkedimage": REJECTED,
+    "linkedlist": REJECTED,
+    "linkedupdate": REJECTED,
+    "directory": REJECTED,
+    "pipe": REJECTED,
+    "device": REJECTED,
+    "hugelist": REJECTED,
+    "odd": UPDATED,
+    "swapped": FAILED,
+    "replaced": FAILED,
+}
+STICKS = {"good": UPDATED, **BAD}
+ARCHIVES = {**STICKS, "truncated": REJECTED, "bomb": REJECTED, "climbing": UPDATED}
 # The override directory of a stick that is good apart from it.
-OVERRIDES = {"size": OVERRIDDEN, "match": UPDATED, "combination": UPDATED, "rejected": REJECTED, "empty": UPDATED}
+OVERRIDES = {
+    "size": OVERRIDDEN,
+    "match": UPDATED,
+    "combination": UPDATED,
+    "rejected": REJECTED,
+    "unsigned": REJECTED,
+    "otherkey": REJECTED,
+    "linked": UPDATED,
+    "empty": UPDATED,
+}
+REBUILDS = {**STICKS, "wrongbootloader": UPDATED}  # a blank board runs with no bootloader yet
 
 
 @dataclass(frozen=True)
@@ -85,7 +117,6 @@ class Mode:
     blank: bool = False  # the board has never been flashed
     network: bool = False  # the update was downloaded, there is no stick
     keeps_user_files: bool = False
-    verifies: bool = True
     override: bool = False
     tour: tuple[tourscreens.Stop, ...] = ()  # through the maintenance screens, in place of an update
     tour_ends_with: str = ""  # the active version; as it began if empty
@@ -93,14 +124,15 @@ class Mode:
 
 # fmt: off
 MODES = {
-    "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",)),
+    "usb": Mode("update from the stick, by the USB button", None, USB_SCRIPTS, ("USB",),
+                sources=tuple({**STICKS, **HARMFUL}.items())),
     "keep": Mode("the same with the user files restored afterwards", None, KEEPING_SCRIPTS,
                  ("Restore Settings", "USB"), keeps_user_files=True),
     "network": Mode("update that was downloaded before", "--autoupdate", NETWORK_SCRIPTS,
                     sources=tuple(ARCHIVES.items()), network=True, keeps_user_files=True),
     "rebootusb": Mode("update from the stick after a reboot, untouched", "--rebootusbupdate", USB_SCRIPTS),
     "blank": Mode("rebuild of a board that was never flashed", None, REBUILD_SCRIPTS,
-                  sources=(("good", UPDATED),), blank=True, verifies=False),
+                  sources=tuple(REBUILDS.items()), blank=True),
     "goback": Mode("going back to another version, from the stick", "--gobackupdate", USB_SCRIPTS, ("USB",)),
     "deadusb": Mode("rebuild of a dead instrument, from the stick", "--deadusbrebuild", USB_SCRIPTS, ("USB",)),
     "override": Mode("stick with overrides to install", None, USB_SCRIPTS, ("USB",),

@@ -1,7 +1,7 @@
 """What is to be rehearsed: which update on which instrument, and what has to come of it."""
 
 import argparse
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -24,14 +24,15 @@ class Plan:
     source: Source
     outcome: str  # empty: whatever the scripts make of it
     asked: str = ""  # the end that the user expects of them then
+    flaw: str = ""  # why the instrument has to reject the update
 
 
 def description_of(arguments: argparse.Namespace) -> Description:
     return read(arguments.instrument) if arguments.instrument else ours()
 
 
-def make_plan(arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path) -> Plan:
-    """The update is made if it is one of ours. Scripts without a description of their instrument are not judged."""
+def choose_source(arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path) -> Source:
+    """The update, made if it is one of ours."""
     mode = MODES[arguments.mode]
     if (
         mode.tour_ends_with
@@ -39,49 +40,46 @@ def make_plan(arguments: argparse.Namespace, stage: Stage, description: Descript
         or mode.tour_ends_with not in ("", *description.versions.ring)
     ):
         raise StageError(f"the tour {arguments.mode} needs an instrument with the versions 1 and {mode.tour_ends_with}")
-    source, outcome = choose_source(arguments, stage, description, scratch)
-    if arguments.scripts and not arguments.instrument:
-        return Plan(mode, source, "", arguments.expect or "")
-    outcome = arguments.expect or outcome or promise_of(source, mode, description)
-    if outcome == UPDATED and not description.images:
-        raise StageError(f"{description.file}: without [images] it cannot be seen whether an update is installed")
-    return Plan(mode, source, outcome)
-
-
-def choose_source(
-    arguments: argparse.Namespace, stage: Stage, description: Description, scratch: Path
-) -> tuple[Source, str]:
-    """The update, and how it has to end if it is one of ours."""
-    mode = MODES[arguments.mode]
-    outcome = dict(mode.sources).get(arguments.stick)
-    if outcome is None:
+    if arguments.stick not in dict(mode.sources):
         path = Path(arguments.stick).resolve()
         if not (path.is_file() if mode.network else (path / "update").is_dir()):
             raise StageError(
                 f"{arguments.stick} is none of the mode's sticks ({', '.join(dict(mode.sources))}), "
                 f"nor {'an archive' if mode.network else 'a directory that holds update'}"
             )
-        return Source(path, description), ""
+        return Source(path, description)
     path = scratch / ("update.zip" if mode.network else "stick")
     kind = [] if arguments.stick == "good" else ["--override" if mode.override else "--bad", arguments.stick]
     stage.make_update(kind, mode.network, path)
-    return Source(path, description), outcome
+    return Source(path, description)
 
 
-def promise_of(source: Source, mode: Mode, description: Description) -> str:
+def make_plan(arguments: argparse.Namespace, source: Source, keys: Sequence[bytes], description: Description) -> Plan:
+    """What has to come of an update on an instrument that knows these keys. Scripts without a description of their
+    instrument are not judged."""
+    mode = MODES[arguments.mode]
+    flaw = source.flaw(keys, any_bootloader=mode.blank)
+    if arguments.scripts and not arguments.instrument:
+        return Plan(mode, source, "", arguments.expect or "", flaw)
+    outcome = arguments.expect or dict(mode.sources).get(arguments.stick)
+    outcome = outcome or promise_of(source, mode, description, flaw)
+    if outcome == UPDATED and not description.images:
+        raise StageError(f"{description.file}: without [images] it cannot be seen whether an update is installed")
+    return Plan(mode, source, outcome, "", flaw)
+
+
+def promise_of(source: Source, mode: Mode, description: Description, flaw: str) -> str:
     """How an update of the user's own has to end."""
     if mode.tour:
         return TOURED
     if not mode.network and source.overrides():
         return OVERRIDDEN
-    if not mode.verifies:
-        return UPDATED
-    if not description.update.tells:
+    if not description.update.tells and not description.signature.keys and not mode.blank:
         raise StageError(
             f"{description.file} does not say how to tell a good update from a bad one, in [update] by "
-            f"sums or a bootloader_key: say --expect {UPDATED} or --expect {REJECTED}"
+            f"sums or a bootloader_key, or in [signature]: say --expect {UPDATED} or --expect {REJECTED}"
         )
-    return REJECTED if source.flaw() else UPDATED
+    return REJECTED if flaw else UPDATED
 
 
 def scene_of(arguments: argparse.Namespace, description: Description) -> Scene:

@@ -37,6 +37,15 @@ SECTIONS: dict[str, type] = {
     "survives": Survives,
     "maintenance": Maintenance,
 }
+# What is the name of a file of an update, or of a line of one; all else is a full path.
+NAMES = (
+    ("update", "manifest"),
+    ("update", "sums"),
+    ("update", "more"),
+    ("update", "bootloader_key"),
+    ("signature", "list"),
+    ("signature", "list_signature"),
+)
 TOP = ("name", "scripts", "overlay", "partitions", "images", *SECTIONS)
 
 
@@ -80,6 +89,7 @@ class Reader:
         ring = self._ring(sections["versions"])
         if sections["update"].bootloader_key and not sections["update"].manifest:
             raise self._mistake(("update", "bootloader_key"), "needs a manifest in [update]")
+        self._check_signature(sections["signature"], sections["update"])
         name = self._typed(("name",), self._content.get("name", self._file.stem), str, "a text")
         images = self._images(partitions, ring)
         return Description(self._file, name, partitions, images, self._scripts(), self._overlay(), **sections)
@@ -149,6 +159,20 @@ class Reader:
         self._known((name,), table, tuple(kinds))
         return kind(**{key: self._value((name, key), value, kinds[key]) for key, value in table.items()})
 
+    def _check_signature(self, signature: Signature, update: Update) -> None:
+        """What is verified in one place and not in another would be a way in."""
+        if signature == Signature():
+            return
+        for key in ("keys", "list", "list_signature"):
+            if not getattr(signature, key):
+                raise self._mistake(("signature",), f"lacks {key}")
+        if update.download and not signature.download_signature:
+            raise self._mistake(("signature",), "lacks download_signature, which an update that is downloaded needs")
+        if update.sums not in ("", signature.list):
+            raise self._mistake(
+                ("signature", "list"), f'is "{signature.list}", but the sums of [update] are "{update.sums}"'
+            )
+
     def _value(self, place: tuple[str, ...], value: Any, kind: Any) -> Any:
         if kind is bool:
             return self._typed(place, value, bool, "true or false")
@@ -215,7 +239,7 @@ def wrong_path(place: tuple[str, ...], text: str) -> str:
     section, key = place
     if place == ("versions", "ring"):
         return ""
-    if section == "update" and key in ("manifest", "sums", "more", "bootloader_key") or key == "suffix":
+    if place in NAMES:
         return "which is not a name" if "/" in text or not text else ""
     if not text.startswith("/") or ".." in Path(text).parts or text.endswith("/"):
         return "which is no full path"

@@ -119,7 +119,8 @@ class Stage(ABC):
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
         """Makes one of our own updates as files that suit this instrument: the content of a stick, a
         directory that holds "update", or the archive of a download. The kind is what simulator/make-stick
-        takes as options."""
+        takes as options. Beside a stick PATH that is to be replaced by another in the middle of the update lies
+        that one, PATH.instead; beside an archive its signature."""
 
     @abstractmethod
     def prepare(self, scene: Scene) -> list[str]:
@@ -136,7 +137,8 @@ class Stage(ABC):
 
     @abstractmethod
     def download(self, archive: Path) -> None:
-        """Gives the instrument, before its start, an archive as the download that an update installs."""
+        """Gives the instrument, before its start, an archive as the download that an update installs, and the
+        signature ARCHIVE.minisig if there is one."""
 
     @abstractmethod
     def start(self, option: str | None, say: Callable[[str], None]) -> None:

@@ -1,6 +1,7 @@
 """The verdict of an update: line by line what the instrument holds now, and what its description promises."""
 
 import datetime
+import hashlib
 import os
 from collections.abc import Iterator
 
@@ -8,10 +9,11 @@ from rehearsal import course
 from rehearsal.case import Case, Line
 from rehearsal.deeds import is_log
 from rehearsal.description import on_screen, short
-from rehearsal.holdings import MARKER, NO_FILE, UNREADABLE
+from rehearsal.holdings import MARKER, NO_FILE, UNREADABLE, Holdings
 from rehearsal.modes import OVERRIDDEN, UPDATED
 
 AS_BEFORE = "as before"
+STICK = "media/"
 
 
 def judge(case: Case) -> list[Line]:
@@ -27,6 +29,8 @@ def slots(case: Case) -> Iterator[Line]:
     for device in description.partitions:
         path = f"dev/{device}"
         image = written.get(device)
+        if device in given_up(case):
+            continue  # it holds nothing that counts, until the next update
         if image or path in case.before.files:
             yield Line(
                 f"{short(device):<6}{description.what_is(device)}".rstrip(),
@@ -84,7 +88,8 @@ def manifest_line(case: Case, version: str) -> Line:
         now = describe(values, installed(case, values)) if case.after.manifests[version] else "missing"
         return Line(what, now, promised, (path,))
     before, after = case.before.manifests[version], case.after.manifests[version]
-    return Line(what, AS_BEFORE if before == after else "changed" if after else "lost", AS_BEFORE, (path,))
+    now = AS_BEFORE if before == after else "changed" if after else "lost"
+    return Line(what, now, "lost" if version == case.given_up else AS_BEFORE, (path,))
 
 
 def describe(manifest: dict[str, str], when: str) -> str:
@@ -137,6 +142,7 @@ def settings(case: Case) -> Iterator[Line]:
         active = case.target or case.before.active
         home = f"/{case.description.path_of(told.user_files, active)}" if case.reboots and active else case.before.home
         yield Line(told.home, case.after.home or "no link", home, (told.home.lstrip("/"),))
+    yield Line("keys", keys_text(case.after), keys_text(case.before), (case.description.signature.keys.lstrip("/"),))
     setting = case.description.update.overrides
     for file in case.description.survives.files:
         if case.outcome != OVERRIDDEN or file != setting:
@@ -157,6 +163,23 @@ def survivor_lines(case: Case, file: str) -> Iterator[Line]:
     yield Line(file, text, AS_BEFORE, tuple(one for one in paths if compared(case, one) != AS_BEFORE))
 
 
+def given_up(case: Case) -> list[str]:
+    """The partitions of the version that was being written when the update turned out not to be what was checked."""
+    version = case.given_up
+    return [
+        device for device in case.description.partitions if version and case.description.version_of(device) == version
+    ]
+
+
+def keys_text(holdings: Holdings) -> str:
+    """An instrument that believes everybody has to be told from one that does not."""
+    if not holdings.description.signature.keys:
+        return "none described: no signature is verified"
+    if not holdings.keys:
+        return "none: no signature is verified"
+    return f"{len(holdings.keys)}, {hashlib.sha256(b''.join(holdings.keys)).hexdigest()[:8]}"
+
+
 def compared(case: Case, path: str) -> str:
     before, after = case.before.files.get(path), case.after.files.get(path)
     return AS_BEFORE if before == after else "changed" if after else "lost"
@@ -168,12 +191,16 @@ def leftovers(case: Case) -> Iterator[Line]:
         return
     told = case.description
     unpacked = f"{told.update.unpacked.lstrip('/')}/"
-    download = tuple(path for path in (told.update.download.lstrip("/"), unpacked) if len(path) > 1)
+    named = (told.update.download.lstrip("/"), told.signature.download_signature.lstrip("/"), unpacked)
+    download = tuple(path for path in named if len(path) > 1)
     allowed = (
         *download,
         MARKER,
         *([told.versions.home.lstrip("/")] if told.versions.home else []),
         *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []),
+        *([STICK] if case.source.instead else []),
+        *(f"dev/{device}" for device in given_up(case)),
+        *([case.after.manifest_path(case.given_up)] if case.given_up and told.versions.manifest else []),
     )
     paths = sorted(set(case.before.files) | set(case.after.files))
     changed = [

@@ -85,8 +85,10 @@ TEXT
 
 # Writes the list of sums of all files of a directory beside them.
 list_sums() {
-    sums=$(cd "$1" && sha256sum -- *)
-    printf '%s\n' "$sums" >"$1/${update_sums:-sha256sums.txt}"
+    list=${signed_list:-${update_sums:-sha256sums.txt}}
+    sums=$(cd "$1" && find . -maxdepth 1 -type f ! -name "$list*" ! -name '*.log' -printf '%P\0' |
+        LC_ALL=C sort -z | xargs -0r sha256sum --)
+    printf '%s\n' "$sums" >"$1/$list"
 }
 
 # Makes the files of an update to a firmware version in a directory; KIND is what is bad about them.
@@ -108,11 +110,20 @@ make_update() {
 echo "firmware $version for version partition \$TARGET_PARTITION" >>/var/log/post-update.log
 TEXT
     done
-    [ -z "$update_sums" ] || list_sums "$directory"
+}
 
-    case $kind in
-    badsum) printf 'X' | dd of="$directory/$(one_image kernel.img)" bs=1 seek=9999 conv=notrunc status=none ;;
-    missingfile) rm "$directory/$(one_image recoveryfs.img)" ;;
+change_a_byte() {
+    printf 'X' | dd of="$1" bs=1 seek=9999 conv=notrunc status=none
+}
+
+
+# Does to the files of an update, listed and signed, what KIND says is bad about them.
+spoil_update() {
+    case $2 in
+    badsum) change_a_byte "$1/$(one_image kernel.img)" ;;
+    missingfile) rm "$1/$(one_image recoveryfs.img)" ;;
+    unsigned) rm "$1/$list_signature" ;;
+    resummed) change_a_byte "$1/$(one_image kernel.img)"; list_sums "$1" ;;
     esac
 }
 
@@ -120,6 +131,24 @@ TEXT
 refuse() {
     usage >&2
     exit 2
+}
+
+# Takes an option and its value that the usage lists.
+need_kind() {
+    usage | awk -v option="$1" -v kind="$2" '$1 == option && $2 == kind { found = 1 } END { exit !found }' || refuse
+}
+
+# Ends a command that was to make an update with a bad signature, for an instrument that looks at none.
+need_signatures() {
+    [ -z "$signed_list" ] || return 0
+    for kind in "$@"; do
+        case $kind in
+        unsigned | otherkey | resummed) ;;
+        *) continue ;;
+        esac
+        echo "$kind: the instrument verifies no signature, its description has no [signature]" >&2
+        exit 1
+    done
 }
 
 # Takes a directory to make something in: it must not hold anything yet.

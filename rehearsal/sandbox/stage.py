@@ -15,6 +15,7 @@ from rehearsal.lines import Lines
 from rehearsal.sandbox.instrument import GATE, JOURNAL, SIMULATOR, Instrument, Tools
 from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 from rehearsal.sandbox.xserver import XServer
+from rehearsal.signature import BESIDE
 from rehearsal.stage import (
     Complained,
     Ended,
@@ -138,9 +139,16 @@ class SandboxStage(Stage):
         self._tools.run("unplug-stick", self._there.root)
 
     def download(self, archive: Path) -> None:
-        place = self._there.root / (self._setting.description.update.download or DOWNLOAD).lstrip("/")
+        told = self._setting.description
+        self._copy(archive, told.update.download or DOWNLOAD)
+        signature = archive.with_name(f"{archive.name}{BESIDE}")
+        if told.signature.download_signature and signature.is_file():
+            self._copy(signature, told.signature.download_signature)
+
+    def _copy(self, file: Path, path: str) -> None:
+        place = self._there.root / path.lstrip("/")
         place.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy(archive, place)
+        shutil.copy(file, place)
 
     def start(self, option: str | None, say: Callable[[str], None]) -> None:
         self._server = self._open_screen(say)

@@ -1,5 +1,6 @@
 #!/bin/sh
-# Starts an update afresh: no verdict of an earlier one, nothing half written by one that lost power.
+# Starts an update afresh: no verdict of an earlier one, nothing that it was believed, nothing half written by
+# one that lost power.
 # Then looks whether every slot is there; on a blank board there are none yet.
 set -eu
 # shellcheck source=instrument.sh
@@ -7,7 +8,7 @@ set -eu
 log_file=$early_log
 
 rm -f "$marker" "$network_marker" "$restore_marker" "$early_log"
-rm -rf "$partition_file.new" "$backup.new" "$userdata"/[178].new "$recovery"/update_files/[178]manifest.txt.new
+rm -rf "$work" "$partition_file.new" "$backup.new" "$userdata"/[178].new "$recovery"/update_files/[178]manifest.txt.new
 
 if [ ! -e /dev/mmcblk0p2 ]; then
     result='ok, blank board'

@@ -12,10 +12,10 @@ override_dir=$stick_update/OVERRIDE
 rm -f "$marker"
 set --
 for file in "$override_dir"/*; do
-    [ -f "$file" ] || continue # the program counts files alone, too
+    { [ -f "$file" ] && [ ! -L "$file" ]; } || continue # the program counts files alone, too
     case ${file##*/} in
     Size[0-9] | Size[0-9][0-9] | SizeClear) set -- "$@" "${file##*/}" ;;
-    sha256sums.txt) ;;
+    "$list" | "$list.minisig") ;;
     *) reject "${file##*/} is no override" ;;
     esac
 done
@@ -25,12 +25,11 @@ if [ $# -gt 1 ]; then
     exit 2
 fi
 
-[ -f "$override_dir/sha256sums.txt" ] || reject 'sha256sums.txt is missing'
-[ "$(sum_of "$override_dir/$1")" = "$(listed_sum "$override_dir/sha256sums.txt" "$1")" ] ||
-    reject "$1 has a wrong sum"
+trust_list "$override_dir" || reject "$why"
+trust_file "$override_dir" "$1" || reject "$why"
 
 wanted=
-[ "$1" = SizeClear ] || wanted=$(cat "$override_dir/$1")
+[ "$1" = SizeClear ] || wanted=$(cat "$trusted/$1")
 existing=$(cat "$display_setting" 2>/dev/null) || existing=
 if [ "$wanted" = "$existing" ]; then
     result="MATCHES: the display setting is $1 already"
@@ -39,7 +38,7 @@ fi
 if [ "$1" = SizeClear ]; then
     rm -f "$display_setting"
 else
-    replace_file "$display_setting" <"$override_dir/$1" || reject "$display_setting cannot be written"
+    replace_file "$display_setting" <"$trusted/$1" || reject "$display_setting cannot be written"
 fi
 result="ok, $1 installed"
 # In the background: the program shows that the instrument restarts when this script has ended.

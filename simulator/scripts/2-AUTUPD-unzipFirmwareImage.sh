@@ -1,5 +1,5 @@
 #!/bin/sh
-# Unpacks the downloaded update, and leaves word that it is the update's source from here on.
+# Unpacks the downloaded update if it is signed, and leaves word that it is the update's source from here on.
 set -eu
 # shellcheck source=instrument.sh
 . /etc/update/instrument.sh
@@ -10,7 +10,5 @@ log_file=$update_dir/update.log
 rm -rf "$update_dir"
 mkdir -p "$update_dir"
 
-[ -f "$archive" ] || reject 'update.zip is missing'
-unzip -tqq "$archive" </dev/null || reject 'update.zip is damaged'
-unzip -qqo "$archive" -d "$update_dir" </dev/null || reject 'update.zip cannot be unpacked'
+unpack_archive || reject "$why"
 sync "$update_dir"/*

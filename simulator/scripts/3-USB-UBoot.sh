@@ -36,5 +36,6 @@ make_partitions() {
     sync /dev
 }
 
+need_checked || fail "$why"
 [ -e /dev/mmcblk0p2 ] || make_partitions
 write_image u-boot.img

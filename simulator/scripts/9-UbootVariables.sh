@@ -4,7 +4,8 @@ set -eu
 # shellcheck source=instrument.sh
 . /etc/update/instrument.sh
 
-variables=$update_dir/u-boot-variables.txt
+need_checked || fail "$why"
+variables=$trusted/u-boot-variables.txt
 if [ ! -e "$variables" ]; then
     result='ok, no variables in this update'
     exit 0

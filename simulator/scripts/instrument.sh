@@ -1,5 +1,5 @@
 # Sourced by every script of this directory: where things lie, which version the update goes to, how
-# a slot is written, and how a script ends.
+# a slot is written, and how a script ends. What of an update is believed is in signature.sh.
 # shellcheck shell=sh disable=SC2034 # the scripts that source this read the variables
 
 recovery=/mnt/recovery
@@ -37,8 +37,12 @@ if [ -e "$partition_file" ]; then
 fi
 target_manifest=$recovery/update_files/${target}manifest.txt
 
+know_target() {
+    [ -n "$target" ] || because "$partition_file names no version partition"
+}
+
 need_target() {
-    [ -n "$target" ] || fail "$partition_file names no version partition"
+    know_target || fail "$why"
 }
 
 # The slots of an image, in the order in which they are written. The ROM starts boot1 when boot0 is
@@ -53,6 +57,11 @@ slots_of() {
     esac
 }
 
+# The places through which an image goes: before its slots that of the root file system, which is written last.
+places_of() {
+    echo "/dev/mmcblk0p$target" "$(slots_of "$1")"
+}
+
 size_of() {
     if [ -b "$1" ]; then
         blockdev --getsize64 "$1"
@@ -61,25 +70,40 @@ size_of() {
     fi
 }
 
-sum_of() {
-    sha256sum <"$1" | cut -d ' ' -f 1
+# How many bytes a slot has, or will have on a blank board; nothing if there is none.
+slot_size() {
+    if [ -e "$1" ]; then
+        size_of "$1"
+    elif [ ! -e /dev/mmcblk0p2 ]; then
+        megabytes=$(sed -n "s/^${1#/dev/mmcblk0} \(.*\)M$/\1/p" /etc/update/partitions.txt)
+        echo $((${megabytes:-0} * 1048576))
+    fi
 }
 
-# The sum that a list of sums gives for a file; nothing if the file is not in it.
-listed_sum() {
-    awk -v name="$2" '{ sub(/\r$/, ""); sub(/^\*/, "", $2) } $2 == name { print tolower($1); exit }' "$1"
+# How many bytes a file of an update may have.
+limit_of() {
+    limit=$small
+    case $1 in
+    *.img) for slot in $(slots_of "$1"); do limit=$(slot_size "$slot"); done ;;
+    esac
+    echo "${limit:-0}"
+}
+
+# The sum of standard input.
+sum() {
+    sha256sum | cut -d ' ' -f 1
 }
 
 # Whether a slot begins with an image of the update; what follows it in the slot means nothing.
 slot_holds() {
-    [ -s "$update_dir/$1" ] && [ -e "$2" ] &&
-        [ "$(sum_of "$update_dir/$1")" = "$(head -c "$(size_of "$update_dir/$1")" "$2" | sum_of /dev/stdin)" ]
+    [ -s "$work/$1.size" ] && [ -e "$2" ] &&
+        [ "$(head -c "$(cat "$work/$1.size")" "$2" | sum)" = "$(listed_sum "$1")" ]
 }
 
+# Writes standard input to a slot, and sees to it that the storage is read next and not the cache.
 write_slot() {
-    dd if="$update_dir/$1" of="$2" bs=1M conv=notrunc,fsync status=none || fail "$2 cannot be written"
-    dd if="$2" iflag=nocache count=0 status=none || : # so that the storage is read back, not the cache
-    slot_holds "$1" "$2" || fail "$2 does not hold $1 after writing"
+    dd of="$1" ibs=64k obs=1M conv=notrunc,fsync status=none || return
+    dd if="$1" iflag=nocache count=0 status=none || :
 }
 
 # A version that is half written must not look installed.
@@ -88,23 +112,40 @@ forget_target_version() {
     sync "$recovery/update_files"
 }
 
+# Reads an image from the update once more, into the slot of the root file system: that is the update's own and
+# written last, so a stick that has changed since it was checked gets no further.
+fetch_image() {
+    size=$(size_of "$update_dir/$1")
+    echo "$size" >"$work/$1.size"
+    read_file "$update_dir/$1" "$size" | { tee /proc/self/fd/3 | sum >"$work/read"; } 3>&1 |
+        write_slot "$2" || fail "$2 cannot be written"
+    [ "$(cat "$work/read")" = "$(listed_sum "$1")" ] || fail "$1 has changed since it was checked"
+    slot_holds "$1" "$2" || fail "$2 does not hold $1 after writing"
+}
+
+copy_image() {
+    head -c "$size" "$2" | write_slot "$3" || fail "$3 cannot be written"
+    slot_holds "$1" "$3" || fail "$3 does not hold $1 after writing"
+}
+
 write_image() {
     need_target
-    [ -s "$update_dir/$1" ] || fail "$1 is missing"
-    for slot in $(slots_of "$1"); do
+    need_checked || fail "$why"
+    need_file "$update_dir/$1" || fail "$why"
+    for slot in $(places_of "$1"); do
         [ -w "$slot" ] || fail "$slot is missing or read-only"
         [ "$(size_of "$update_dir/$1")" -le "$(size_of "$slot")" ] || fail "$1 does not fit in $slot"
     done
-    case $1 in
-    kernel.img | rootfs.img) forget_target_version ;;
-    esac
+    forget_target_version
+    rootfs_slot=$(slots_of rootfs.img)
+    fetch_image "$1" "$rootfs_slot"
     for slot in $(slots_of "$1"); do
-        write_slot "$1" "$slot"
+        [ "$slot" = "$rootfs_slot" ] || copy_image "$1" "$rootfs_slot" "$slot"
     done
 }
 
 manifest_value() {
-    tr -d '\r' <"$update_dir/manifest.txt" | sed -n "s/^$1=//p" | tail -n 1
+    tr -d '\r' <"$trusted/manifest.txt" | sed -n "s/^$1=//p" | tail -n 1
 }
 
 # Puts FILE.new in the place of FILE in one step: power lost at any moment leaves the old file or the
@@ -133,7 +174,7 @@ replace_user_files() {
 
 # Keeps of a downloaded update only its log, which the screen refers to.
 drop_download() {
-    rm -f "$archive"
+    rm -f "$archive" "$archive.minisig"
     find "$network_update" -mindepth 1 -maxdepth 1 ! -name '*.log' -exec rm -rf {} +
 }
 
@@ -158,21 +199,27 @@ fail() {
     exit 1
 }
 
+# What is logged may hold the name of a file, and that may hold anything.
+one_line() {
+    printf %s "$1" | tr '[:cntrl:]' '?'
+}
+
 # Rejects the update, with the reason.
 reject() {
-    printf '%s\n' "$1" >"$marker"
+    printf '%s\n' "$(one_line "$1")" >"$marker"
     result="REJECTED: $1"
     exit 3
 }
 
 # One line in the log of the update, which lies beside its files, or in the recovery area if the stick
-# has been pulled.
+# has been pulled or its log is no plain file.
 log_result() {
-    [ -d "${log_file%/*}" ] || log_file=$network_update/${log_file##*/}
-    if [ "$log_file" != "$early_log" ] && [ -e "$early_log" ]; then
-        cat "$early_log" >>"$log_file" && rm -f "$early_log"
+    line="$(date '+%Y-%m-%d %H:%M:%S') ${0##*/}: $(one_line "$result$note")"
+    if [ "$log_file" != "$early_log" ] && [ -f "$early_log" ] && [ ! -L "$early_log" ]; then
+        line=$(cat "$early_log" && echo "$line")
     fi
-    printf '%s %s: %s\n' "$(date '+%Y-%m-%d %H:%M:%S')" "${0##*/}" "$result" >>"$log_file" && sync "$log_file"
+    append_to "$log_file" "$line" || append_to "$network_update/${log_file##*/}" "$line" || return
+    [ "$log_file" = "$early_log" ] || rm -f "$early_log"
 }
 
 conclude() {
@@ -187,5 +234,8 @@ restart() {
     /sbin/reboot
 }
 
-result=ok
+# shellcheck source=signature.sh
+. /etc/update/signature.sh
+
+result=ok note=
 trap 'conclude $?' EXIT

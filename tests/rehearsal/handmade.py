@@ -9,7 +9,7 @@ from pathlib import Path
 
 import rehearsals  # noqa: F401  makes the modules below known
 from rehearsal import verdict
-from rehearsal.case import Case
+from rehearsal.case import Case, Line
 from rehearsal.holdings import Holdings
 from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, UPDATED
 from rehearsal.record import Record, ScriptRun
@@ -123,7 +123,10 @@ class Tree:
 
     def faults(self) -> dict[str, str]:
         """The points that are not as promised. How the screen numbers versions has a test of its own."""
-        return {plain(line.what): plain(line.now) for line in verdict.judge(self.case()) if not line.ok}
+        return {what: plain(line.now) for what, line in self.verdict().items() if not line.ok}
+
+    def verdict(self) -> dict[str, Line]:
+        return {plain(line.what): line for line in verdict.judge(self.case())}
 
 
 def plain(text: str) -> str:

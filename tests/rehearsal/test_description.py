@@ -15,6 +15,7 @@ mmcblk0p2 = { size = "1M" }
 mmcblk0p3 = { size = "64K", holds = "kernel" }
 mmcblk0p5 = { size = "2G" }
 """
+SIGNED = "[signature]\nkeys = '/b'\nlist = 'c'\nlist_signature = 'd'\n"
 RING = '[versions]\nring = ["1", "8"]\n'
 
 
@@ -43,6 +44,7 @@ class Content(Described):
         )
         self.assertEqual((told.name, told.images, told.versions.ring, told.survives.files), ("mine", {}, (), ()))
         self.assertFalse(told.update.tells)
+        self.assertFalse(told.signature.keys)
         self.assertIsNone(told.maintenance.touch_reset)
 
     def test_slots(self) -> None:
@@ -57,8 +59,8 @@ class Content(Described):
         self.assertEqual([told.after(active) for active in ("", "1", "8", "7")], ["1", "8", "1", None])
 
     def test_signature(self) -> None:
-        told = self.read(PARTITIONS + "[signature]\nkeys = '/etc/keys'\nsuffix = '.sig'\n")
-        self.assertEqual((told.signature.keys, told.signature.suffix), ("/etc/keys", ".sig"))
+        signature = self.read(PARTITIONS + SIGNED).signature
+        self.assertEqual((signature.keys, signature.list, signature.list_signature), ("/b", "c", "d"))
         self.assertEqual(self.read(PARTITIONS).signature.keys, "")
 
     def test_overlay(self) -> None:
@@ -80,6 +82,9 @@ class Content(Described):
             for line in (rehearsals.SCRIPTS / "backup-files.txt").read_text().splitlines()
             if line and not line.startswith("#")
         ]
+        believed = (rehearsals.SCRIPTS / "signature.sh").read_text()
+        self.assertIn(f"\nkeys={told.signature.keys} ", believed)
+        self.assertIn(f"\nlist={told.signature.list}\n", believed)
         self.assertEqual(sorted(removed), sorted(told.maintenance.system_reset or ()))
         self.assertEqual(
             set(self.slots_of_scripts(told)),
@@ -138,7 +143,7 @@ class Mistakes(Described):
             (
                 PARTITIONS + "[logs]\nfoo = 'x'\n",
                 6,
-                "logs.foo is not known here; there are update, override, download, maintenance, every_script",
+                "logs.foo is not known here; there are update, override, download, fallback, maintenance, every_script",
             ),
             (
                 "[partitions]\nmmcblk0p3 = { size = '1M' }\n",
@@ -211,6 +216,21 @@ class Mistakes(Described):
                 'survives.files is "/etc/../b", which is no full path',
             ),
             (PARTITIONS + "[update]\nsums = 'a/b'\n", 6, 'update.sums is "a/b", which is not a name'),
+            (PARTITIONS + "[signature]\nlist = 'a/b'\n", 6, 'signature.list is "a/b", which is not a name'),
+            (PARTITIONS + "[signature]\nkeys = 'keys'\n", 6, 'signature.keys is "keys", which is no full path'),
+            (PARTITIONS + "[signature]\nlist = 'b'\n", 5, "signature lacks keys"),
+            (PARTITIONS + "[signature]\nkeys = '/b'\n", 5, "signature lacks list"),
+            (PARTITIONS + "[signature]\nkeys = '/b'\nlist = 'c'\n", 5, "signature lacks list_signature"),
+            (
+                PARTITIONS + SIGNED + "[update]\ndownload = '/e'\n",
+                5,
+                "signature lacks download_signature, which an update that is downloaded needs",
+            ),
+            (
+                PARTITIONS + SIGNED + "[update]\nsums = 'e'\n",
+                7,
+                'signature.list is "c", but the sums of [update] are "e"',
+            ),
             (PARTITIONS + "[update]\nbootloader_key = 'b'\n", 6, "update.bootloader_key needs a manifest in [update]"),
             (PARTITIONS + "[logs]\nevery_script = 'yes'\n", 6, "logs.every_script has to be true or false"),
             ("scripts = [\n 'x.sh'\n]\n" + PARTITIONS, 2, "scripts names x.sh, which no update runs"),

@@ -49,7 +49,9 @@ class Planted(unittest.TestCase):
 
     def test_not_executable(self) -> None:
         (self.scripts.directory / "6-USB-recoveryfs.sh").chmod(0o644)
-        self.assert_cause("6-USB-recoveryfs.sh is not executable: the program goes on as if it had run.")
+        rehearsal = self.assert_cause("6-USB-recoveryfs.sh is not executable: the program goes on as if it had run.")
+        found = "\nWhat teskupdater-audit found beforehand:\n  - /etc/update/6-USB-recoveryfs.sh: is not executable: "
+        self.assertIn(found, rehearsal.output)
 
     def test_interpreter_missing(self) -> None:
         (self.scripts.directory / "5-USB-recoverykernel.sh").write_text("#!/opt/tools/sh\n")
@@ -88,8 +90,9 @@ class Planted(unittest.TestCase):
         subprocess.run([SIMULATOR / "make-stick", update / "stick"], check=True)
         with (update / "stick/update/recoveryfs.img").open("ab") as image:
             image.truncate(2 * 2**20 + 1)
-        files = "sha256sum manifest.txt post-update.sh *.img >sha256sums.txt; zip -q ../../update.zip *"
-        subprocess.run(["sh", "-ec", files], cwd=update / "stick/update", check=True)
+        subprocess.run([SIMULATOR / "sign-update", update / "stick"], check=True)
+        subprocess.run("zip -q ../../update.zip *", shell=True, cwd=update / "stick/update", check=True)
+        subprocess.run([SIMULATOR / "sign-update", update / "update.zip"], check=True)
         self.scripts.replace("2-USB-checkupdatefiles.sh", "exit 0\n")
         self.assert_cause(
             "2-USB-checkupdatefiles.sh accepted the update, although recoveryfs.img does not fit: 2097153 "
@@ -257,10 +260,22 @@ class Instruments(unittest.TestCase):
 
     def test_not_told(self) -> None:
         self.assert_unusable(
-            self.rehearse(self.without("update"), "--mode", "network", "--stick", self.archive()),
-            " does not say how to tell a good update from a bad one, in [update] by sums or a bootloader_key: say "
-            "--expect updated or --expect rejected",
+            self.rehearse(self.without("update", "signature"), "--mode", "network", "--stick", self.archive()),
+            " does not say how to tell a good update from a bad one, in [update] by sums or a bootloader_key, or in "
+            "[signature]: say --expect updated or --expect rejected",
         )
+
+    def test_without_signatures(self) -> None:
+        """Nobody has to sign for it, and it is said to believe everybody."""
+        rehearsal = self.rehearse(self.without("signature"), "--mode", "network")
+        rehearsal.assert_promise_kept()
+        self.assertIn("\nThe instrument has no keys: it verifies no signature.\n", rehearsal.output)
+        self.assertRegex(rehearsal.output, "(?m)^  ok +keys +none described: no signature is verified")
+
+    def test_no_signature_to_be_bad(self) -> None:
+        rehearsal = self.rehearse(self.without("signature"), "--stick", "unsigned")
+        self.assertEqual(rehearsal.status, 2)
+        self.assertIn("unsigned: the instrument verifies no signature", rehearsal.output)
 
     def test_mistake(self) -> None:
         self.assert_unusable(

@@ -2,8 +2,18 @@
 
 import hashlib
 import unittest
+from pathlib import Path
 
 from handmade import IMAGES, MANIFEST, Tree
+
+
+def write_sums(update: Path) -> None:
+    (update / "sha256sums.txt").write_text(
+        "".join(
+            f"{hashlib.sha256((update / name).read_bytes()).hexdigest()}  {name}\n"
+            for name in ("manifest.txt", *IMAGES)
+        )
+    )
 
 
 class Flaw(unittest.TestCase):
@@ -13,12 +23,7 @@ class Flaw(unittest.TestCase):
         self.sums()
 
     def sums(self) -> None:
-        (self.update / "sha256sums.txt").write_text(
-            "".join(
-                f"{hashlib.sha256((self.update / name).read_bytes()).hexdigest()}  {name}\n"
-                for name in ("manifest.txt", *IMAGES)
-            )
-        )
+        write_sums(self.update)
 
     def test_none(self) -> None:
         self.assertEqual(self.tree.source.flaw(), "")

@@ -109,8 +109,23 @@ class Instrument:
         self.test.assertEqual(command("plug-stick", self.root, made("make-stick", *options)).returncode, 0)
         return self.path("/media/usb0/update")
 
+    def plug_checked(self, *options: str) -> pathlib.Path:
+        """Plugs a stick that passes the checks: the scripts after them write nothing else."""
+        update = self.plug(*options)
+        self.run_well(*CHECK_FILESYSTEM, *VERIFY)
+        return update
+
+    def sign(self, *options: StrPath, path: str = "/media/usb0") -> None:
+        """Has the maker sign what has become of a stick, or a file."""
+        signed = command("sign-update", *options, self.path(path))
+        self.test.assertEqual((signed.returncode, signed.stderr), (0, ""))
+
     def download(self, *options: str) -> pathlib.Path:
-        shutil.copy(made("make-archive", *options), self.path("/mnt/recovery/download/update.zip"))
+        archive, place = made("make-archive", *options), self.path("/mnt/recovery/download/update.zip")
+        shutil.copy(archive, place)
+        signature = archive.with_name(f"{archive.name}.minisig")
+        if signature.exists():
+            shutil.copy(signature, place.with_name("update.zip.minisig"))
         return self.path("/mnt/recovery/update_files/update")
 
     def run(self, *scripts: str, sandbox_options: Sequence[str] = ()) -> list[int]:

@@ -1,5 +1,6 @@
 """The commands that make instruments, sticks and downloads, and plug and pull a stick."""
 
+import concurrent.futures
 import hashlib
 import os
 import pathlib
@@ -7,9 +8,11 @@ import shutil
 import subprocess
 import tempfile
 import unittest
+import unittest.mock
 
 import instrument
 from instrument import Instrument, command, fingerprint, made
+from keys import key
 
 MANIFEST_KEYS = {"core_version", "core_build", "core_build_date", "image_bootloader_version", "install_date_time"}
 
@@ -39,7 +42,7 @@ class Commands(unittest.TestCase):
         update = made("make-stick") / "update"
         sums = {line[66:]: line[:64] for line in (update / "sha256sums.txt").read_text().splitlines()}
         files = {path.name: hashlib.sha256(path.read_bytes()).hexdigest() for path in update.iterdir()}
-        del files["sha256sums.txt"]
+        del files["sha256sums.txt"], files["sha256sums.txt.minisig"]
         self.assertEqual(sums, files)
 
     def test_flashed_instrument(self) -> None:
@@ -83,9 +86,15 @@ sums = "SUMS"
 bootloader_key = "loader"
 """
 
-    def another(self) -> pathlib.Path:
+    SIGNED = """[signature]
+keys = "/data/keys"
+list = "SUMS"
+list_signature = "SUMS.sig"
+"""
+
+    def another(self, more: str = "") -> pathlib.Path:
         description = self.scratch / "another.toml"
-        description.write_text(self.ANOTHER)
+        description.write_text(self.ANOTHER + more)
         (self.scratch / "more/etc").mkdir(parents=True)
         (self.scratch / "more/etc/model").write_text("another")
         return description
@@ -139,6 +148,47 @@ bootloader_key = "loader"
             bad = self.scratch / kind
             self.assertEqual(command("make-stick", "--bad", kind, "--instrument", description, bad).returncode, 0)
             self.assertNotEqual(fingerprint(bad / "update" / spoilt), fingerprint(update / spoilt), kind)
+
+    def test_another_without_signatures(self) -> None:
+        """No keys on the instrument, no signature on a stick or of a download, and none that could be bad."""
+        board, archive, description = self.scratch / "board", self.scratch / "update.zip", self.another()
+        self.assertEqual(command("make-instrument", "--instrument", description, board).returncode, 0)
+        self.assertEqual([*board.rglob("*.pub")], [])
+        self.assertEqual(command("make-archive", "--instrument", description, archive).returncode, 0)
+        self.assertEqual([*self.scratch.glob("*.minisig")], [])
+        for name in ("make-stick", "make-archive"):
+            for kind in ("unsigned", "otherkey", "resummed"):
+                done = command(name, "--bad", kind, "--instrument", description, self.scratch / "made")
+                why = f"{kind}: the instrument verifies no signature, its description has no [signature]\n"
+                self.assertEqual((done.returncode, done.stderr), (1, why))
+        done = command("make-stick", "--override", "unsigned", "--instrument", description, self.scratch / "made")
+        self.assertEqual(done.returncode, 1)
+        done = command("sign-update", "--instrument", description, archive)
+        self.assertEqual(
+            (done.returncode, done.stderr),
+            (1, "the instrument verifies no signature, its description has no [signature]\n"),
+        )
+
+    def test_another_with_signatures(self) -> None:
+        """The description says where keys and signatures are, and what they are called."""
+        board, stick, description = self.scratch / "board", self.scratch / "stick", self.another(self.SIGNED)
+        self.assertEqual(command("make-instrument", "--instrument", description, board).returncode, 0)
+        self.assertEqual({path.name for path in (board / "data/keys").iterdir()}, {"maker.pub", "next.pub"})
+        self.assertEqual(command("make-stick", "--instrument", description, stick).returncode, 0)
+        self.assert_signed(stick, board)
+        (stick / "update/system.bin").write_text("another system")
+        (stick / "update/SUMS.sig").unlink()
+        self.assertEqual(command("sign-update", "--instrument", description, stick).returncode, 0)
+        self.assert_signed(stick, board)
+        unsigned = self.scratch / "unsigned"
+        done = command("make-stick", "--bad", "unsigned", "--instrument", description, unsigned)
+        self.assertEqual((done.returncode, (unsigned / "update/SUMS.sig").exists()), (0, False))
+
+    def assert_signed(self, stick: pathlib.Path, board: pathlib.Path) -> None:
+        key, update = board / "data/keys/maker.pub", stick / "update"
+        subprocess.run(["minisign", "-Vq", "-p", key, "-m", update / "SUMS", "-x", update / "SUMS.sig"], check=True)
+        listed = {line.split("  ", 1)[1] for line in (update / "SUMS").read_text().splitlines()}
+        self.assertEqual(listed, {"about", "loader.bin", "system.bin"})
 
     def test_nothing_but_partitions(self) -> None:
         (self.scratch / "least.toml").write_text('[partitions]\nmmcblk0p2 = { size = "64K" }\n')
@@ -249,6 +299,13 @@ bootloader_key = "loader"
             ("make-archive", "--bad", "luck", target),
             ("make-archive", "--bad", "truncated"),
             ("make-instrument", "--active", "", target),
+            ("make-stick", "--bad", ".*", target),
+            ("make-stick", "--bad", "", target),
+            ("make-stick", "--bad", "size", target),
+            ("make-archive", "--bad", "odd", target),
+            ("sign-update",),
+            ("sign-update", "--key", target),
+            ("sign-update", target, target),
         ):
             with self.subTest(arguments):
                 result = command(*arguments)
@@ -257,7 +314,15 @@ bootloader_key = "loader"
                 self.assertFalse(os.path.exists(target))
 
     def test_help(self) -> None:
-        for name in ("make-instrument", "make-stick", "make-archive", "plug-stick", "unplug-stick"):
+        for name in (
+            "make-instrument",
+            "make-stick",
+            "make-archive",
+            "plug-stick",
+            "swap-stick",
+            "unplug-stick",
+            "sign-update",
+        ):
             result = command(name, "--help")
             self.assertEqual((result.returncode, result.stderr), (0, ""))
             self.assertIn(f"usage: simulator/{name}", result.stdout)
@@ -268,6 +333,105 @@ bootloader_key = "loader"
             result = command(name, self.scratch)
             self.assertEqual((result.returncode, result.stderr), (1, f"{self.scratch} is not empty\n"))
         self.assertEqual(os.listdir(self.scratch), ["mine"])
+
+
+class Signing(unittest.TestCase):
+    def setUp(self) -> None:
+        self.scratch = pathlib.Path(tempfile.mkdtemp(prefix="instrument-"))
+        self.addCleanup(shutil.rmtree, self.scratch)
+
+    def verifies(self, file: pathlib.Path, public: pathlib.Path) -> bool:
+        done = subprocess.run(["minisign", "-VHq", "-p", public, "-m", file], capture_output=True, check=False)
+        return done.returncode == 0
+
+    def make_key(self) -> pathlib.Path:
+        subprocess.run(
+            ["minisign", "-GW", "-p", self.scratch / "my.pub", "-s", self.scratch / "my.key"],
+            capture_output=True,
+            check=True,
+        )
+        return self.scratch / "my.key"
+
+    def test_keys_are_made_once(self) -> None:
+        """By several commands that begin at once; then all have signed with the same key."""
+        with unittest.mock.patch.dict(os.environ, XDG_CACHE_HOME=str(self.scratch / "cache")):
+            with concurrent.futures.ThreadPoolExecutor(6) as pool:
+                runs = list(pool.map(lambda number: command("make-stick", self.scratch / str(number)), range(6)))
+            self.assertEqual([(run.returncode, run.stderr) for run in runs], [(0, "")] * 6)
+            keys = key("maker").parent
+        self.assertEqual(
+            {path.name for path in keys.iterdir()},
+            {f"{name}.{kind}" for name in ("maker", "next", "stranger") for kind in ("pub", "key")},
+        )
+        self.assertEqual(keys.stat().st_mode & 0o777, 0o700)
+        for number in range(6):
+            self.assertTrue(self.verifies(self.scratch / f"{number}/update/sha256sums.txt", keys / "maker.pub"))
+
+    def test_keys_are_not_in_the_repository(self) -> None:
+        self.assertNotIn(instrument.REPOSITORY, key("maker").resolve().parents)
+
+    def test_no_place_for_keys(self) -> None:
+        without = {name: value for name, value in os.environ.items() if name not in ("HOME", "XDG_CACHE_HOME")}
+        with unittest.mock.patch.dict(os.environ, without, clear=True):
+            made_so = command("make-stick", self.scratch / "stick")
+        self.assertNotEqual(made_so.returncode, 0)
+        self.assertIn("neither HOME nor XDG_CACHE_HOME is set", made_so.stderr)
+
+    def test_sign_with_a_key_of_ones_own(self) -> None:
+        stick = self.scratch / "stick"
+        shutil.copytree(made("make-stick", "--override", "size"), stick)
+        (stick / "update/kernel.img").write_text("another kernel")
+        (stick / "update/update.log").write_text("of an earlier update\n")
+        self.assertEqual(command("sign-update", "--key", self.make_key(), stick).returncode, 0)
+        for sums in (stick / "update/sha256sums.txt", stick / "update/OVERRIDE/sha256sums.txt"):
+            self.assertTrue(self.verifies(sums, self.scratch / "my.pub"))
+            self.assertNotIn(".log", sums.read_text())
+            subprocess.run(["sha256sum", "--check", "--quiet", "sha256sums.txt"], cwd=sums.parent, check=True)
+
+    def test_sign_an_archive(self) -> None:
+        archive = self.scratch / "update.zip"
+        archive.write_text("archive")
+        self.assertEqual(command("sign-update", "--key", self.make_key(), archive).returncode, 0)
+        self.assertTrue(self.verifies(archive, self.scratch / "my.pub"))
+
+    def test_nothing_to_sign(self) -> None:
+        for path in (self.scratch, self.scratch / "nothing"):
+            done = command("sign-update", path)
+            self.assertEqual((done.returncode, done.stderr), (1, f"{path} is no archive and holds no update\n"))
+
+    def test_keys_of_an_instrument(self) -> None:
+        board = made("make-instrument") / "etc/update/keys"
+        self.assertEqual({path.name for path in board.iterdir()}, {"maker.pub", "next.pub"})
+        self.assertFalse((made("make-instrument", "--keyless") / "etc/update/keys").exists())
+
+    def test_keys_beside_scripts_of_ones_own(self) -> None:
+        """Scripts that verify nothing get no keys, and keys of one's own stay."""
+        own = self.scratch / "own"
+        own.mkdir()
+        (own / "0-checkpartitions.sh").write_text("#!/bin/sh\n")
+        board = self.scratch / "board"
+        command("make-instrument", "--scripts", own, board)
+        self.assertFalse((board / "etc/update/keys").exists())
+        shutil.copytree(instrument.SCRIPTS, own, dirs_exist_ok=True)
+        (own / "keys").mkdir()
+        (own / "keys/mine.pub").write_text("mine")
+        command("make-instrument", "--scripts", own, self.scratch / "other")
+        self.assertEqual(os.listdir(self.scratch / "other/etc/update/keys"), ["mine.pub"])
+
+    def test_swap(self) -> None:
+        for kind, other in (("swapped", None), ("replaced", "4.09")):
+            stick, board = made("make-stick", "--bad", kind), Instrument(self)
+            good = made("make-stick") / "update"
+            self.assertEqual(fingerprint(stick / "update"), fingerprint(good))
+            update = board.plug("--bad", kind)
+            self.assertEqual(command("swap-stick", board.root, stick).returncode, 0)
+            for file in good.iterdir():
+                if other or not file.name.startswith("sha256sums"):
+                    self.assertNotEqual((update / file.name).read_bytes(), file.read_bytes(), file.name)
+                self.assertEqual(
+                    (stick.with_name("made.instead") / "update" / file.name).read_bytes(),
+                    (update / file.name).read_bytes(),
+                )
 
 
 if __name__ == "__main__":

@@ -79,6 +79,19 @@ class ExportFiles(UtilityScripts):
         self.assertIn("var/log/messages", self.exported())
         self.assertNotIn("var/log/network.log", self.exported())
 
+    def test_links_of_a_stick(self) -> None:
+        """Whoever knows the clock knows the name, and can have it lead anywhere."""
+        self.board.path("/opt/date").write_text("#!/bin/sh\ncase $1 in *S) echo 20260101-000000 ;; esac\n")
+        self.board.path("/opt/date").chmod(0o755)
+        stick, name = self.board.path("/media/usb0"), "diagnostics-20260101-000000"
+        for link in (f"{name}.tgz", f"{name}-2.tgz.new"):
+            (stick / link).symlink_to("/etc/pointercal")
+        (stick / f"{name}-3.tgz").symlink_to("/etc/nothing")
+        before = self.kept()
+        self.start(EXPORT, sandbox_options=("--setenv", "PATH", "/opt:/usr/bin:/bin"))
+        (stick / f"{name}-4.tgz").unlink()
+        self.assertEqual(self.kept(), before)
+
     def test_pulled_stick(self) -> None:
         self.assertEqual(command("unplug-stick", self.board.root).returncode, 0)
         self.assert_refused(EXPORT, reason="there is no stick")

@@ -72,7 +72,7 @@ class Override(unittest.TestCase):
         self.assert_ends(board, 2, "INVALID: only one of Size10 Size7 may be present", SIZE_7)
 
     def test_wrong_sum(self) -> None:
-        self.assert_rejected(self.board_with("rejected"), "Size10 has a wrong sum")
+        self.assert_rejected(self.board_with("rejected"), "Size10 was changed after it was signed (wrong sum)")
 
     def test_no_sums(self) -> None:
         board = self.board_with("size")
@@ -81,8 +81,8 @@ class Override(unittest.TestCase):
 
     def test_not_listed(self) -> None:
         board = self.board_with("size")
-        (self.override / "sha256sums.txt").write_text("")
-        self.assert_rejected(board, "Size10 has a wrong sum")
+        (self.override / "Size10").rename(self.override / "Size7")
+        self.assert_rejected(board, "Size7 is not listed in sha256sums.txt")
 
     def test_unknown_file(self) -> None:
         for name in ("Size", "Size100", "SizeHuge", "size10", "Size1x"):
@@ -115,7 +115,7 @@ class Override(unittest.TestCase):
 
     def test_rejected_once_and_then_mended(self) -> None:
         board = self.board_with("rejected")
-        self.assert_rejected(board, "Size10 has a wrong sum")
+        self.assert_rejected(board, "Size10 was changed after it was signed (wrong sum)")
         instrument.command("unplug-stick", board.root)
         board.plug("--override", "match")
         self.assert_ends(board, 1, "MATCHES: the display setting is Size7 already", SIZE_7)

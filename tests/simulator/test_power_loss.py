@@ -56,6 +56,7 @@ class PowerLoss(unittest.TestCase):
         """What is in memory is gone; the rest is what power loss left."""
         for path in board.path("/tmp").iterdir():
             path.unlink()
+        shutil.rmtree(board.path("/run/update"), ignore_errors=True)
         board.path("/tmp/runningbootloaderversion").write_text("V4.05.00")
 
     def assert_starts(

@@ -21,6 +21,27 @@ def rewrite(path: pathlib.Path, change: Callable[[bytes], bytes]) -> None:
 # What is done to a good update's files, which check finds it, and what it says.
 SPOILED: dict[str, tuple[Callable[[pathlib.Path], object], str, str]] = {
     "no manifest": (lambda update: (update / "manifest.txt").unlink(), VERSION_CHECK, "manifest.txt is missing"),
+    "no sums": (lambda update: (update / "sha256sums.txt").unlink(), VERSION_CHECK, "sha256sums.txt is missing"),
+    "an image cut short": (
+        lambda update: os.truncate(update / "rootfs.img", (update / "rootfs.img").stat().st_size - 1),
+        FILE_CHECK,
+        "rootfs.img was changed after it was signed (wrong sum)",
+    ),
+    "an empty image": (lambda update: os.truncate(update / "u-boot.img", 0), FILE_CHECK, "u-boot.img is missing"),
+    "another manifest": (
+        lambda update: rewrite(update / "manifest.txt", lambda text: text.replace(b"4.07", b"4.09")),
+        VERSION_CHECK,
+        "manifest.txt was changed after it was signed (wrong sum)",
+    ),
+    "another post-update script": (
+        lambda update: (update / "post-update.sh").write_text("rm -rf /mnt/userdata\n"),
+        FILE_CHECK,
+        "post-update.sh was changed after it was signed (wrong sum)",
+    ),
+}
+
+# The same, where the maker signs what has been done.
+MADE_SO: dict[str, tuple[Callable[[pathlib.Path], object], str, str]] = {
     "no bootloader version": (
         lambda update: rewrite(update / "manifest.txt", lambda text: text.replace(b"image_bootloader", b"bootloader")),
         VERSION_CHECK,
@@ -31,33 +52,22 @@ SPOILED: dict[str, tuple[Callable[[pathlib.Path], object], str, str]] = {
         VERSION_CHECK,
         "the update is for bootloader V4.05.001, this instrument runs V4.05.00",
     ),
-    "no sums": (lambda update: (update / "sha256sums.txt").unlink(), FILE_CHECK, "sha256sums.txt is missing"),
     "an image not listed": (
-        lambda update: rewrite(update / "sha256sums.txt", lambda text: text.replace(b"rootfs.img", b"rootfs.old")),
+        lambda update: (update / "rootfs.img").rename(update / "rootfs.old"),
         FILE_CHECK,
         "rootfs.img is not listed in sha256sums.txt",
     ),
-    "an image cut short": (
-        lambda update: os.truncate(update / "rootfs.img", 3000016),
-        FILE_CHECK,
-        "rootfs.img has a wrong sum",
+    "no manifest": (
+        lambda update: (update / "manifest.txt").unlink(),
+        VERSION_CHECK,
+        "manifest.txt is not listed in sha256sums.txt",
     ),
     "an empty image": (lambda update: os.truncate(update / "u-boot.img", 0), FILE_CHECK, "u-boot.img is missing"),
-    "another manifest": (
-        lambda update: rewrite(update / "manifest.txt", lambda text: text.replace(b"4.07", b"4.09")),
-        FILE_CHECK,
-        "manifest.txt has a wrong sum",
-    ),
-    "another post-update script": (
-        lambda update: (update / "post-update.sh").write_text("rm -rf /mnt/userdata\n"),
-        FILE_CHECK,
-        "post-update.sh has a wrong sum",
-    ),
 }
 
 # The sticks and archives that the commands make, and how they are rejected.
 BAD_KINDS = {
-    "badsum": (FILE_CHECK, "kernel.img has a wrong sum"),
+    "badsum": (FILE_CHECK, "kernel.img was changed after it was signed (wrong sum)"),
     "missingfile": (FILE_CHECK, "recoveryfs.img is missing"),
     "wrongbootloader": (VERSION_CHECK, "the update is for bootloader V3.01.00, this instrument runs V4.05.00"),
 }
@@ -98,6 +108,14 @@ class Rejection(unittest.TestCase):
                 spoil(board.plug())
                 self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, by, reason)
 
+    def test_sticks_made_so(self) -> None:
+        for name, (spoil, by, reason) in MADE_SO.items():
+            with self.subTest(name):
+                board = Instrument(self)
+                spoil(board.plug())
+                board.sign()
+                self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, by, reason)
+
     def test_image_larger_than_its_slot(self) -> None:
         for image, slot in (("u-boot.img", "mmcblk0boot1"), ("rootfs.img", "mmcblk0p7")):
             with self.subTest(image):
@@ -109,6 +127,15 @@ class Rejection(unittest.TestCase):
                 os.truncate(board.path(f"/dev/{slot}"), size)
                 board.path("/tmp/verifyFailed").unlink()
                 board.run_well(*VERIFY)
+
+    def test_image_larger_than_the_slot_that_it_goes_through(self) -> None:
+        """All are written to the slot of the root file system first."""
+        board = Instrument(self)
+        board.plug()
+        size = board.path("/media/usb0/update/recoveryfs.img").stat().st_size
+        os.truncate(board.path("/dev/mmcblk0p7"), size - 1)
+        reason = "recoveryfs.img does not fit in /dev/mmcblk0p7"
+        self.assert_rejected(board, CHECK_FILESYSTEM + VERIFY, FILE_CHECK, reason)
 
     def test_slot_that_is_missing(self) -> None:
         board = Instrument(self)
@@ -136,10 +163,11 @@ class Rejection(unittest.TestCase):
             update / "sha256sums.txt",
             lambda text: b"".join(line[:64].upper() + b" *" + line[66:] + b"\r\n" for line in text.splitlines()),
         )
+        board.sign(path="/media/usb0/update/sha256sums.txt")
         board.run_well(*VERIFY)
 
     def test_bad_archives(self) -> None:
-        kinds = {**BAD_KINDS, "truncated": (UNZIP[0], "update.zip is damaged")}
+        kinds = {**BAD_KINDS, "truncated": (UNZIP[0], "update.zip was changed after it was signed")}
         for kind, (by, reason) in kinds.items():
             with self.subTest(kind):
                 board = Instrument(self)
@@ -163,15 +191,24 @@ class Rejection(unittest.TestCase):
             board.path("/mnt/recovery/download/update.zip"),
             lambda data: data[:50000] + bytes([data[50000] ^ 1]) + data[50001:],
         )
+        reason = "update.zip was changed after it was signed"
+        self.assert_rejected(board, CHECK_FILESYSTEM + UNZIP, UNZIP[0], reason, NETWORK_LOG)
+
+    def test_archive_that_is_none(self) -> None:
+        board = Instrument(self)
+        board.download()
+        board.path("/mnt/recovery/download/update.zip").write_text("no archive")
+        board.sign(path="/mnt/recovery/download/update.zip")
         self.assert_rejected(board, CHECK_FILESYSTEM + UNZIP, UNZIP[0], "update.zip is damaged", NETWORK_LOG)
 
     def test_first_reason_stays(self) -> None:
         board = Instrument(self)
         board.download("--bad", "truncated")
         self.assertEqual(board.run(*CHECK_FILESYSTEM, *UNZIP, *VERIFY), [0, 0, 3, 3, 3])
-        self.assertEqual(board.marker(), "update.zip is damaged\n")
+        reason = "update.zip was changed after it was signed"
+        self.assertEqual(board.marker(), reason + "\n")
         results = board.log(NETWORK_LOG)[2:]
-        self.assertEqual(results, [(script, "REJECTED: update.zip is damaged") for script in (*UNZIP, *VERIFY)])
+        self.assertEqual(results, [(script, f"REJECTED: {reason}") for script in (*UNZIP, *VERIFY)])
 
     def test_files_of_an_earlier_download_are_not_mixed_in(self) -> None:
         board = Instrument(self)

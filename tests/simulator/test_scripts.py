@@ -5,7 +5,7 @@ import subprocess
 import unittest
 
 import instrument
-from instrument import IMAGE_OF, IMAGES, SLOT_OF, Instrument, OneScript
+from instrument import CHECK_FILESYSTEM, IMAGE_OF, IMAGES, SLOT_OF, VERIFY, Instrument, OneScript
 
 
 class CheckFilesystem(OneScript):
@@ -83,7 +83,7 @@ class WriteImages(OneScript):
         for script, image in IMAGE_OF.items():
             with self.subTest(image):
                 board = Instrument(self)
-                (board.plug() / image).unlink()
+                (board.plug_checked() / image).unlink()
                 self.assert_fails_and_changes_nothing(board, script, f"{image} is missing")
 
     def test_slot_missing(self) -> None:
@@ -92,7 +92,7 @@ class WriteImages(OneScript):
                 continue  # without its slot the board counts as blank
             with self.subTest(slot):
                 board = Instrument(self)
-                board.plug()
+                board.plug_checked()
                 board.path(f"/dev/{slot}").unlink()
                 self.assert_fails_and_changes_nothing(board, script, f"/dev/{slot} is missing or read-only")
 
@@ -100,7 +100,7 @@ class WriteImages(OneScript):
         for script, slot in SLOT_OF.items():
             with self.subTest(slot):
                 board, image = Instrument(self), IMAGE_OF[script]
-                size = (board.plug() / image).stat().st_size
+                size = (board.plug_checked() / image).stat().st_size
                 os.truncate(board.path(f"/dev/{slot}"), size - 1)
                 self.assert_fails_and_changes_nothing(board, script, f"{image} does not fit in /dev/{slot}")
 
@@ -108,7 +108,7 @@ class WriteImages(OneScript):
         for script in IMAGES:
             with self.subTest(script):
                 board = Instrument(self)
-                board.plug()
+                board.plug_checked()
                 board.path("/mnt/recovery/download/partition_c").write_text("3\n")
                 reason = "/mnt/recovery/download/partition_c names no version partition"
                 self.assert_fails_and_changes_nothing(board, script, reason)
@@ -117,20 +117,26 @@ class WriteImages(OneScript):
         """A dd that claims success, as storage with bad cells does: the script must read back."""
         for script, image in IMAGE_OF.items():
             with self.subTest(script):
-                board = Instrument(self)
-                board.plug()
-                broken = board.path("/run/broken")
-                broken.mkdir()
-                (broken / "dd").write_text("#!/bin/sh\nexit 0\n")
-                (broken / "dd").chmod(0o755)
-                self.assertEqual(board.run(script, sandbox_options=("--setenv", "PATH", "/run/broken:/usr/bin")), [1])
-                script_name, result = board.log()[-1]
-                self.assertEqual(script_name, script)
-                self.assertRegex(result, rf"\AFAILED: /dev/mmcblk0\w+ does not hold {image} after writing\Z")
+                self.assert_reads_back(script, image, "*", "/dev/mmcblk0p7")
+                slot = f"/dev/{SLOT_OF[script]}"
+                self.assert_reads_back(script, image, slot, slot)
+
+    def assert_reads_back(self, script: str, image: str, broken_slot: str, named: str) -> None:
+        """Nothing that is written to this slot is kept, and the log names it."""
+        board = Instrument(self)
+        board.plug_checked()
+        broken = board.path("/run/broken")
+        broken.mkdir()
+        (broken / "dd").write_text(
+            f"#!/bin/sh\ncase $1 in of={broken_slot}) exec cat >/dev/null ;; esac\n" 'exec /usr/bin/dd "$@"\n'
+        )
+        (broken / "dd").chmod(0o755)
+        self.assertEqual(board.run(script, sandbox_options=("--setenv", "PATH", "/run/broken:/usr/bin")), [1])
+        self.assertEqual(board.log()[-1], (script, f"FAILED: {named} does not hold {image} after writing"))
 
     def test_first_copy_of_the_bootloader_is_left_when_the_second_cannot_be_written(self) -> None:
         board = Instrument(self)
-        board.plug()
+        board.plug_checked()
         before = instrument.fingerprint(board.path("/dev/mmcblk0boot0"))
         board.path("/dev/mmcblk0boot1").chmod(0o444)
         self.assert_fails(board, "3-USB-UBoot.sh", "/dev/mmcblk0boot1 is missing or read-only")
@@ -140,13 +146,13 @@ class WriteImages(OneScript):
         for script in ("4-USB-kernel.sh", "7-USB-rootfs.sh"):
             with self.subTest(script):
                 board = Instrument(self)
-                board.plug()
+                board.plug_checked()
                 board.run_well(script)
                 self.assertFalse(board.path("/mnt/recovery/update_files/7manifest.txt").exists())
 
     def test_stick_pulled(self) -> None:
         board = Instrument(self)
-        board.plug()
+        board.plug_checked()
         board.run_well("3-USB-UBoot.sh")
         self.assertEqual(instrument.command("unplug-stick", board.root).returncode, 0)
         before = board.storage()
@@ -157,21 +163,30 @@ class WriteImages(OneScript):
 
 
 class PostUpdate(OneScript):
-    def test_without_one(self) -> None:
+    def board_with(self, files: dict[str, str | None]) -> Instrument:
+        """An instrument with a stick that brings these files, checked; None is one that it does not bring."""
         board = Instrument(self)
-        (board.plug() / "post-update.sh").unlink()
+        update = board.plug()
+        for name, text in files.items():
+            (update / name).unlink(missing_ok=True)
+            if text is not None:
+                (update / name).write_text(text)
+        board.sign()
+        board.run_well(*CHECK_FILESYSTEM, *VERIFY)
+        return board
+
+    def test_without_one(self) -> None:
+        board = self.board_with({"post-update.sh": None})
         board.run_well("10-USB-PostUpdate.sh")
-        self.assertEqual(board.log(), [("10-USB-PostUpdate.sh", "ok, none in this update")])
+        self.assertEqual(board.log()[-1], ("10-USB-PostUpdate.sh", "ok, none in this update"))
 
     def test_that_fails(self) -> None:
-        board = Instrument(self)
-        (board.plug() / "post-update.sh").write_text('echo "$UPDATE_DIR $TARGET_PARTITION" >/run/seen\nexit 7\n')
+        board = self.board_with({"post-update.sh": 'echo "$TARGET_PARTITION" >/run/seen\nexit 7\n'})
         self.assert_fails(board, "10-USB-PostUpdate.sh", "post-update.sh ended with status 7")
-        self.assertEqual(board.path("/run/seen").read_text(), "/media/usb0/update 7\n")
+        self.assertEqual(board.path("/run/seen").read_text(), "7\n")
 
     def test_reads_no_input(self) -> None:
-        board = Instrument(self)
-        (board.plug() / "post-update.sh").write_text("cat >/run/input\n")
+        board = self.board_with({"post-update.sh": "cat >/run/input\n"})
         board.run_well("10-USB-PostUpdate.sh")
         self.assertEqual(board.path("/run/input").read_text(), "")
 
@@ -180,15 +195,16 @@ class UbootVariables(OneScript):
     def test_installed(self) -> None:
         board = Instrument(self)
         (board.plug() / "u-boot-variables.txt").write_text("bootdelay=1\nconsole=ttymxc0,115200\n")
-        board.run_well("9-UbootVariables.sh")
+        board.sign()
+        board.run_well(*VERIFY, "9-UbootVariables.sh")
         installed = board.path("/mnt/recovery/download/u-boot-variables.txt").read_text()
         self.assertEqual(installed, "bootdelay=1\nconsole=ttymxc0,115200\n")
 
     def test_none(self) -> None:
         board = Instrument(self)
-        board.plug()
+        board.plug_checked()
         board.run_well("9-UbootVariables.sh")
-        self.assertEqual(board.log(), [("9-UbootVariables.sh", "ok, no variables in this update")])
+        self.assertEqual(board.log()[-1], ("9-UbootVariables.sh", "ok, no variables in this update"))
         self.assertFalse(board.path("/mnt/recovery/download/u-boot-variables.txt").exists())
 
     def test_not_variables(self) -> None:
@@ -196,6 +212,8 @@ class UbootVariables(OneScript):
             with self.subTest(line):
                 board = Instrument(self)
                 (board.plug() / "u-boot-variables.txt").write_text(f"bootdelay=1\n{line}\nbootdelay=2\n")
+                board.sign()
+                board.run_well(*VERIFY)
                 reason = "u-boot-variables.txt has a line that sets no variable"
                 self.assert_fails(board, "9-UbootVariables.sh", reason)
                 self.assertFalse(board.path("/mnt/recovery/download/u-boot-variables.txt").exists())

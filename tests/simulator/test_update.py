@@ -105,7 +105,8 @@ class Update(unittest.TestCase):
         manifest = board.plug() / "manifest.txt"
         text = manifest.read_text()
         manifest.write_bytes(text.replace("\n", "\r\n").encode() + b"install_date_time=19990101 00:00:00\r\n")
-        board.run_well("99-USB-ubootDtbVersionCompatibilityCheck.sh", *instrument.IMAGES, *instrument.SWITCH)
+        board.sign()
+        board.run_well(*instrument.VERIFY, *instrument.IMAGES, *instrument.SWITCH)
         installed = board.manifest("7")
         self.assertTrue(installed.startswith(text))
         self.assertNotIn("19990101", installed)

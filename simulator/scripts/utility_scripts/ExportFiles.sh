@@ -10,10 +10,11 @@ stick=/media/usb0
 # What is written below the mount point of a stick that has been pulled would never be seen again.
 [ -d /sys/class/block/sda ] || fail 'there is no stick'
 
-# A name of its own: the clock of an instrument without power starts at the same time again and again.
+# A name of its own: the clock of an instrument without power starts at the same time again and again. A link on
+# the stick would have something else written over.
 name=diagnostics-$(date '+%Y%m%d-%H%M%S')
 export=$stick/$name.tgz number=1
-while [ -e "$export" ]; do
+while [ -e "$export" ] || [ -L "$export" ] || [ -L "$export.new" ]; do
     number=$((number + 1))
     export=$stick/$name-$number.tgz
 done
