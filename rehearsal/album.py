@@ -10,9 +10,11 @@ from pathlib import Path
 from PIL.Image import Image
 
 from rehearsal.folders import naming
+from rehearsal.likeness import share_of_tiles
 from rehearsal.stage import Stage
 
 SETTLED_AFTER = 0.06  # seconds without a change: the program has painted the whole of it
+CURSOR = 0.01  # share of tiles in which a blinking cursor lies at most: with it a screen is at rest all the same
 NO_CHANGE_AFTER = 0.5  # seconds after which a state that has changed nothing will not
 
 
@@ -117,9 +119,10 @@ class Album:
         image = self._stage.picture()
         empty = image.getcolors(1) is not None  # no window yet, or no more
         if not empty and image != self.image:
+            if not (self.on_demand and self.image and share_of_tiles(image, self.image) < CURSOR):
+                self._changed_at = time.monotonic()
             self.image = image
             self._heard_since = False
-            self._changed_at = time.monotonic()
             self._unsaved = True
 
 
