@@ -18,6 +18,9 @@ from stage import Over, Party, Stage
 from transcript import Transcript
 
 
+MODEST = 90  # megabytes; a program that has opened every screen takes two thirds of it
+
+
 class Player:
     """Plays histories one after the other on an instrument of its own, in the given empty folder."""
 
@@ -53,9 +56,10 @@ class Performance:
             while True:
                 self._answer(*self._stage.hear())
         except Over as over:
+            memory = self._stage.peak_memory()
             self._stage.end()
             transcript = self._record.transcript()
-            transcript.end = str(over)
+            transcript.end = str(over) if memory < MODEST else f"{over}, after {memory} MB"
         if not self._history.is_heard():
             transcript = transcript.without_prints()
         transcript.version = self._instrument.version()

@@ -46,7 +46,7 @@ class Party:
     def tell(self, order: str) -> None:
         try:
             self._connection.sendall(order.encode() + b"\n")
-        except BrokenPipeError:
+        except OSError:
             pass  # it has gone; whoever waits for its answer will hear that the program has ended
 
     def close(self) -> None:
@@ -119,6 +119,14 @@ class Stage:
         if self._reader >= 0:
             os.close(self._reader)
             self._reader = -1
+
+    def peak_memory(self) -> int:
+        """The most megabytes that the program has taken so far; 0 where it has ended."""
+        try:
+            status = Path(f"/proc/{self.window.process if self.window else 0}/status").read_text(encoding="ascii")
+        except FileNotFoundError:
+            return 0
+        return sum(int(line.split()[1]) for line in status.splitlines() if line.startswith("VmHWM")) // 1024
 
     def end(self) -> None:
         """Ends the program, and with it everything in its sandbox."""
