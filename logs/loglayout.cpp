@@ -28,6 +28,7 @@ qint64 toFixed(qreal pixels) { return static_cast<qint64>(pixels * 64); }
 LogLayout::LogLayout(QTextDocument *document)
     : QAbstractTextDocumentLayout(document)
 {
+    setProperty("cursorWidth", 1); // the view keeps it here, as in the toolkit's own layout
     // comes right before documentChanged(), which is called for a new width or font as well
     connect(document, &QTextDocument::contentsChange, this, [this] { isNewText = true; });
 }

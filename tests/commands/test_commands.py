@@ -1,11 +1,13 @@
 """The two commands at the top of the tree, in a tree of their own in which nothing can be installed or built."""
 
+import contextlib
 import os
 import pty
 import shutil
 import subprocess
 import tempfile
 import unittest
+from collections.abc import Iterator
 from pathlib import Path
 
 TOP = Path(__file__).resolve().parents[2]
@@ -127,6 +129,13 @@ class Options(Tree):
                 self.assertIn(" bubblewrap\n", self.called())
 
 
+def pieces_of(terminal: int) -> Iterator[str]:
+    """What was written to a terminal whose other end is closed."""
+    with contextlib.suppress(OSError):  # its end
+        while piece := os.read(terminal, 4096):
+            yield piece.decode()
+
+
 class Building(Tree):
     def build(self) -> list[str]:
         return ["/bin/sh", "-euc", f'top={self.top}; . "$top/packaging/set-up.sh"; build release; echo built']
@@ -143,7 +152,7 @@ class Building(Tree):
             self.build(), env=self.environment, stdin=subprocess.DEVNULL, stdout=theirs, stderr=theirs, check=True
         )
         os.close(theirs)
-        shown = os.read(ours, 4096).decode()
+        shown = "".join(pieces_of(ours))
         os.close(ours)
         self.assertEqual(shown.split("\r")[:3], ["Building...", "Building... [1/2]", "Building... [2/2]"])
         self.assertTrue(shown.endswith("Building... [2/2]\r\nbuilt\r\n"), shown)

@@ -42,6 +42,8 @@ class Arrows(unittest.TestCase):
         # the options offer the stages that there are, by name
         expected = {NAMES_THE_STAGES: {"rehearsal.sandbox"}, "options.py": {"rehearsal.stages"}}
         expected["conduct.py"] = {"rehearsal.stages"}
+        # these ask programs about files, not about an instrument that runs
+        expected |= {name: {"subprocess"} for name in ("audit.py", "signature.py")}
         self.assertEqual({name: modules for name, modules in knowing.items() if modules}, expected)
 
 
