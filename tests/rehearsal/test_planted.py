@@ -130,8 +130,8 @@ class Undescribed(unittest.TestCase):
         rehearsal.assert_promise_kept()
         self.assertEqual(first_sentence(rehearsal), "The program did as it promises whatever the scripts do.")
         for told in (
-            "\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program "
-            "goes on\n  - 4-USB-kernel.sh was killed by signal 9: the program goes on as if it had done its work\n",
+            "\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program goes on\n",
+            "\n  - 4-USB-kernel.sh was killed by signal 9: the program goes on as if it had done its work\n",
             "\n  4-USB-kernel.sh was killed by signal 9\n      wrote to p4, kernel of 1 (1 on the screen)\n",
             "\n      made version 8 (3 on the screen) the active one\n",
         ):
@@ -151,7 +151,8 @@ class Undescribed(unittest.TestCase):
         rehearsal = self.rehearse("--stick", "badsum")
         rehearsal.assert_promise_kept()
         self.assertIn(
-            '  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img has a wrong sum"): the program '
+            '  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img was changed after it was signed '
+            '(wrong sum)"): the program '
             "rejects the update\n",
             rehearsal.output,
         )
