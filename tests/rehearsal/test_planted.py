@@ -130,7 +130,8 @@ class Undescribed(unittest.TestCase):
         rehearsal.assert_promise_kept()
         self.assertEqual(first_sentence(rehearsal), "The program did as it promises whatever the scripts do.")
         for told in (
-            "\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program goes on\n",
+            "\nOf note:\n  - 2-USB-checkupdatefiles.sh ended with 1 but left no /tmp/verifyFailed: the program "
+            "goes on\n",
             "\n  - 4-USB-kernel.sh was killed by signal 9: the program goes on as if it had done its work\n",
             "\n  4-USB-kernel.sh was killed by signal 9\n      wrote to p4, kernel of 1 (1 on the screen)\n",
             "\n      made version 8 (3 on the screen) the active one\n",
