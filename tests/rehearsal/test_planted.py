@@ -152,7 +152,8 @@ class Undescribed(unittest.TestCase):
         rehearsal = self.rehearse("--stick", "badsum")
         rehearsal.assert_promise_kept()
         self.assertIn(
-            '  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img has a wrong sum"): the program '
+            '  - 2-USB-checkupdatefiles.sh left /tmp/verifyFailed ("kernel.img was changed after it was signed '
+            '(wrong sum)"): the program '
             "rejects the update\n",
             rehearsal.output,
         )
