@@ -9,7 +9,7 @@
 // A text file of the instrument that the program reads whole.
 
 /// More than any of them needs. The program would read on; here the judgement ends.
-constexpr qint64 textLimit = 1024 * 1024;
+constexpr qint64 textLimit = 1024LL * 1024;
 
 /// Whether the program can open it for reading: it opens ordinary files only.
 inline bool isReadable(const Entry &entry)

@@ -140,7 +140,7 @@ void LogDocument::fill()
 {
     auto *layout = qobject_cast<LogLayout *>(documentLayout());
     const LogText log = layout ? layout->expected() : LogText();
-    if (filled < log.size()) {
+    if (layout && filled < log.size()) {
         setUndoRedoEnabled(false);
         layout->setFilling(true);
         QElapsedTimer clock;

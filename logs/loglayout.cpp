@@ -17,7 +17,8 @@ namespace {
 
 constexpr int linesBetweenMarks = 64;
 constexpr int measuredAtOnce = 1000; ///< Characters, as QTextDocument's own layout begins.
-constexpr qint64 tallestAtOnce = 2000 * 64; ///< The same, downwards.
+constexpr qint64 tallestAtOnce = 2000LL * 64; ///< The same, downwards.
+constexpr int tallestLine = 100; ///< Pixels; no line is as tall.
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 
 qreal toPixels(qint64 fixed) { return static_cast<qreal>(fixed) / 64; }
@@ -217,30 +218,35 @@ void LogLayout::draw(QPainter *painter, const PaintContext &context)
 
     painter->save();
     painter->setPen(context.palette.color(QPalette::Text));
-    Mark mark = markAbove(toFixed(clip.top() - margin.top()));
+    Mark mark = markAbove(toFixed(clip.top() - margin.top() - tallestLine));
     for (bool goesOn = true; goesOn;) {
         const qreal top = margin.top() + toPixels(mark.y);
         if (top > clip.bottom())
             break;
         LineStretch stretch;
         goesOn = step(mark, stretch);
-        if (top + toPixels(stretch.height) >= clip.top())
+        const qreal bottom = top + toPixels(stretch.height);
+        if (bottom >= clip.top() || (!stretch.endsParagraph && bottom + tallestLine >= clip.top()))
             drawStretch(painter, stretch, top, clip);
     }
     painter->restore();
 }
 
-/// Draws with the painter moved to the stretch: Qt's text stops at 2^23 pixels.
+/// Draws with the painter moved to the stretch: Qt's text stops at 2^23 pixels. As Qt does, it
+/// draws the line just above as well, whose letters may reach below it.
 void LogLayout::drawStretch(QPainter *painter, const LineStretch &stretch, qreal top,
                             const QRectF &clip) const
 {
     const QTextLayout &layout = lines.layOut(stretch);
     painter->translate(0, top);
-    for (int i = 0; i < stretch.lines; ++i) {
-        const QTextLine line = layout.lineAt(i);
-        if (top + line.y() + line.height() >= clip.top() && top + line.y() <= clip.bottom())
-            line.draw(painter, QPointF(margin.left(), 0));
+    int first = 0;
+    int end = 0;
+    for (; end < stretch.lines && top + layout.lineAt(end).y() <= clip.bottom(); ++end) {
+        if (top + layout.lineAt(end).y() + layout.lineAt(end).height() < clip.top())
+            first = end;
     }
+    for (int i = first; i < end; ++i)
+        layout.lineAt(i).draw(painter, QPointF(margin.left(), 0));
     painter->translate(0, -top);
 }
 

@@ -224,10 +224,10 @@ void TestLogDocument::htmlLimits_data()
                         const QByteArray &before) {
         QTest::newRow(name) << before + part.repeated(limit) << before + part.repeated(limit + 1);
     };
-    row("elements inside each other", "<i>", 22000, "");
+    row("elements inside each other", "<i>", 25000, "");
     row("tables inside each other", "<table><tr><td>", 18, "");
-    row("items of a list", "<li>item", 10000, "<ul>");
-    row("pictures of a paragraph", "<img src=x> ", 5500, "<p>");
+    row("items of a list", "<li>item", 10500, "<ul>");
+    row("pictures of a paragraph", "<img src=x> ", 8500, "<p>");
     row("characters of a word", "x", 205000, "<p>");
     row("height", "<p>x", 279620, ""); // 18 pixels of text and 12 above, and 2^23 altogether
 }

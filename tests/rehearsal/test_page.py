@@ -191,7 +191,10 @@ class OfRehearsals(unittest.TestCase):
 
     def test_rejected(self) -> None:
         rehearsal = Rehearsal(self, "--stick", "badsum")
-        self.assertEqual(self.head(rehearsal), 'As promised: the update is rejected, "kernel.img has a wrong sum".')
+        self.assertEqual(
+            self.head(rehearsal),
+            'As promised: the update is rejected, "kernel.img was changed after it was signed (wrong sum)".',
+        )
 
     def test_sabotaged(self) -> None:
         scripts = Scripts(self)

@@ -16,6 +16,7 @@ private slots:
     void activeRowWithoutManifest();
     void activeFile_data();
     void activeFile();
+    void nullDeviceIsAnEmptyFile();
     void activeFileThatCannotBeRead_data();
     void activeFileThatCannotBeRead();
 };
@@ -120,6 +121,15 @@ void TestActivePartition::activeFile()
     Instrument::write(activePartitionFile, content);
     const VersionScreen screen;
     QTEST(greyRow(screen), "active");
+}
+
+void TestActivePartition::nullDeviceIsAnEmptyFile()
+{
+    Instrument::shell("ln -sf /dev/null /mnt/recovery/download/partition_c");
+    ModalDialogs boxes;
+    const VersionScreen screen;
+    QCOMPARE(boxes.take(), QStringList());
+    QCOMPARE(greyRow(screen), -1);
 }
 
 void TestActivePartition::activeFileThatCannotBeRead_data()

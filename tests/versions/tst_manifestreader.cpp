@@ -19,6 +19,7 @@ private slots:
     void ownEntriesWin();
     void everyPartitionHasItsOwn();
     void fileNames();
+    void nullDeviceIsAnEmptyManifest();
     void unreadable_data();
     void unreadable();
     void absentKeysAreInserted();
@@ -149,6 +150,14 @@ void TestManifestReader::fileNames()
         Instrument::write(QStringLiteral("/mnt/recovery/update_files/") + QString::fromLatin1(name),
                           "core_version=4.05\n");
     QCOMPARE(readAll(), noneInstalled);
+}
+
+void TestManifestReader::nullDeviceIsAnEmptyManifest()
+{
+    Instrument::shell("ln -s /dev/null /mnt/recovery/update_files/7manifest.txt");
+    Lines expected = noneInstalled;
+    expected["7empty"] = "0";
+    QCOMPARE(readAll(), expected);
 }
 
 void TestManifestReader::unreadable_data()
