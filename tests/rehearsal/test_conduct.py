@@ -279,7 +279,7 @@ class Others(unittest.TestCase):
     @unittest.skipIf(os.getuid() != 0, "every test here is one for a plain user then")
     def test_plain_user(self) -> None:
         top = directory(self)
-        for folder in (REHEARSAL, SIMULATOR):
+        for folder in (REHEARSAL, SIMULATOR, REPOSITORY / "board"):
             shutil.copytree(folder, top / folder.name, ignore=shutil.ignore_patterns("__pycache__"))
         shutil.copy(PROGRAM, top / "program")
         with (top / "simulator/scripts/7-USB-rootfs.sh").open("a") as script:
