@@ -71,6 +71,8 @@ class Storage:
         self._readings = itertools.count(1)
         instrument = Instrument(scratch / "instrument", scene, Tools(scratch, leash))
         self.unwatched = instrument.unwatched
+        # the board's root file systems have nothing yet that could verify a signature
+        shutil.rmtree(instrument.root / "etc/update/keys", ignore_errors=True)
         self._instrument = instrument.root
         self.medium: Path | None = None  # what a blank board starts from
         if not scene.scripts:
