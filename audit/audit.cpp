@@ -10,4 +10,8 @@ void auditInstrument(Tree &tree, Findings &findings)
     auditActivePartition(tree, findings);
     auditFonts(tree, findings);
     auditLocale(tree, findings);
+    auditKeys(tree, findings);
+    auditWritable(tree, findings);
+    auditMounts(tree, findings);
+    auditWorkPlace(tree, findings);
 }

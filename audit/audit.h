@@ -14,6 +14,10 @@ void auditManifests(Tree &tree, Findings &findings);
 void auditActivePartition(Tree &tree, Findings &findings);
 void auditFonts(Tree &tree, Findings &findings);
 void auditLocale(Tree &tree, Findings &findings);
+void auditKeys(Tree &tree, Findings &findings); ///< Whose updates the instrument installs.
+void auditWritable(Tree &tree, Findings &findings); ///< Who could change that.
+void auditMounts(Tree &tree, Findings &findings); ///< How a stick gets to its place.
+void auditWorkPlace(Tree &tree, Findings &findings); ///< Where copies lie that were verified.
 
 void auditInstrument(Tree &tree, Findings &findings); ///< All of these.
 

@@ -195,6 +195,8 @@ Entry Tree::look(const QString &path)
     entry.size = state.st_size;
     entry.device = state.st_dev;
     entry.inode = state.st_ino;
+    entry.owner = state.st_uid;
+    entry.othersWrite = (state.st_mode & (S_IWGRP | S_IWOTH)) != 0;
     entry.executable = (state.st_mode & (S_IXUSR | S_IXGRP | S_IXOTH)) != 0;
     return entry;
 }

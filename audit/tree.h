@@ -27,7 +27,9 @@ struct Entry
     qint64 size = 0; ///< Bytes.
     quint64 device = 0; ///< With inode what tells two entries apart.
     quint64 inode = 0;
+    quint32 owner = 0; ///< The user's number.
     bool executable = false; ///< By anybody.
+    bool othersWrite = false; ///< Its group may write it, or anybody.
     bool isLink = false; ///< Missing, but there is a link of that name.
 
     bool exists() const { return kind != Missing && kind != Unknown; }

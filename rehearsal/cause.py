@@ -4,10 +4,20 @@ from collections.abc import Iterator
 
 from rehearsal import course
 from rehearsal.case import Case, Line
-from rehearsal.deeds import REMOVED, Deed, deeds, ended, marker
+from rehearsal.deeds import MADE, REMOVED, Deed, deeds, ended, marker
 from rehearsal.description import on_screen, short
 from rehearsal.holdings import MARKER
-from rehearsal.modes import MESSAGES, OVERRIDDEN, OVERRIDE_SCRIPT, REBOOT_SCRIPTS, REJECTED, UPDATED, VERIFIED, WRITTEN
+from rehearsal.modes import (
+    FAILED,
+    MESSAGES,
+    OVERRIDDEN,
+    OVERRIDE_SCRIPT,
+    REBOOT_SCRIPTS,
+    REJECTED,
+    UPDATED,
+    VERIFIED,
+    WRITTEN,
+)
 from rehearsal.promise import RECOVERY_SCRIPT
 
 IMAGE_SCRIPTS = WRITTEN[:-1]  # each writes an image
@@ -66,10 +76,10 @@ def of_slots(case: Case, deed: Deed, _: list[Line]) -> Iterator[str]:
         of, path = told.version_of(device), f"dev/{device}"
         if how == REMOVED:
             yield f"{name} removed /{path}"
-        elif case.given_up and of == case.given_up:
-            continue
+        elif case.given_up and (of == case.given_up or (case.mode.blank and how == MADE)):
+            continue  # what a new partition holds in the end, the verdict tells
         elif case.outcome != UPDATED:
-            yield f"{name} wrote to {short(device)}, although the update has to be {case.outcome}"
+            yield f"{name} wrote to {short(device)}, although the update {has_to_be(case)}"
         elif of and of == deed.before.active and of != case.target:
             yield f"{name} wrote to {short(device)}, which is the active version's"
         elif of and device not in wanted:
@@ -80,6 +90,10 @@ def of_slots(case: Case, deed: Deed, _: list[Line]) -> Iterator[str]:
         kept = deed.after.files.get(path) == case.after.files.get(path)  # what can be read now is what it wrote
         if kept and (now := len(case.after.read(path, size + 1))) > size:
             yield f"{name} wrote more than {now - 1} bytes to {short(device)}, which has no more"
+
+
+def has_to_be(case: Case) -> str:
+    return f"has to be {'given up' if case.outcome == FAILED else case.outcome}"
 
 
 def of_files(case: Case, deed: Deed, _: list[Line]) -> Iterator[str]:
@@ -130,7 +144,7 @@ def of_switch(case: Case, deed: Deed, lines: list[Line]) -> Iterator[str]:
     if not case.described or active in ("", deed.before.active):
         return
     if active != case.target:
-        wanted = f"not {on_screen(case.target)}" if case.target else f"although the update has to be {case.outcome}"
+        wanted = f"not {on_screen(case.target)}" if case.target else f"although the update {has_to_be(case)}"
         yield f"{name} made version {on_screen(active)} the active one, {wanted}"
         return
     for device, image in case.description.slots_of(active).items():

@@ -104,7 +104,8 @@ OVERRIDES = {
     "linked": UPDATED,
     "empty": UPDATED,
 }
-REBUILDS = {**STICKS, "wrongbootloader": UPDATED}  # a blank board runs with no bootloader yet
+# a blank board runs with no bootloader yet
+REBUILDS = {**STICKS, "wrongbootloader": UPDATED, "swapped": FAILED, "replaced": FAILED}
 
 
 @dataclass(frozen=True)

@@ -13,6 +13,7 @@ from rehearsal.holdings import MARKER, NO_FILE, UNREADABLE, Holdings
 from rehearsal.modes import OVERRIDDEN, UPDATED
 
 AS_BEFORE = "as before"
+EMPTY = "empty"
 STICK = "media/"
 
 
@@ -31,13 +32,12 @@ def slots(case: Case) -> Iterator[Line]:
         image = written.get(device)
         if device in given_up(case):
             continue  # it holds nothing that counts, until the next update
+        name = f"{short(device):<6}{description.what_is(device)}".rstrip()
         if image or path in case.before.files:
-            yield Line(
-                f"{short(device):<6}{description.what_is(device)}".rstrip(),
-                slot_text(case, device, image),
-                image or AS_BEFORE,
-                (path,),
-            )
+            yield Line(name, slot_text(case, device, image), image or AS_BEFORE, (path,))
+        elif device in divided(case):
+            content = case.after.read(path)
+            yield Line(name, EMPTY if not content.strip(b"\0") else "not empty", EMPTY, (path,))
 
 
 def slot_text(case: Case, device: str, image: str | None) -> str:
@@ -89,7 +89,7 @@ def manifest_line(case: Case, version: str) -> Line:
         return Line(what, now, promised, (path,))
     before, after = case.before.manifests[version], case.after.manifests[version]
     now = AS_BEFORE if before == after else "changed" if after else "lost"
-    return Line(what, now, "lost" if version == case.given_up else AS_BEFORE, (path,))
+    return Line(what, now, "lost" if version == case.given_up and before else AS_BEFORE, (path,))
 
 
 def describe(manifest: dict[str, str], when: str) -> str:
@@ -171,6 +171,18 @@ def given_up(case: Case) -> list[str]:
     ]
 
 
+def divided(case: Case) -> list[str]:
+    """The partitions that a rebuild has made before it was given up, but for those of the version to be installed."""
+    if not (case.given_up and case.mode.blank):
+        return []
+    kept = given_up(case)
+    return [
+        device
+        for device in case.description.partitions
+        if device not in kept and f"dev/{device}" not in case.before.files
+    ]
+
+
 def keys_text(holdings: Holdings) -> str:
     """An instrument that believes everybody has to be told from one that does not."""
     if not holdings.description.signature.keys:
@@ -199,7 +211,7 @@ def leftovers(case: Case) -> Iterator[Line]:
         *([told.versions.home.lstrip("/")] if told.versions.home else []),
         *([told.update.overrides.lstrip("/")] if case.outcome == OVERRIDDEN and told.update.overrides else []),
         *([STICK] if case.source.instead else []),
-        *(f"dev/{device}" for device in given_up(case)),
+        *(f"dev/{device}" for device in (*given_up(case), *divided(case))),
         *([case.after.manifest_path(case.given_up)] if case.given_up and told.versions.manifest else []),
     )
     paths = sorted(set(case.before.files) | set(case.after.files))

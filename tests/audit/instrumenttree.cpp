@@ -69,8 +69,15 @@ QByteArray fontWithFamily(const QString &family)
     return font + table;
 }
 
+QByteArray publicKey(char number)
+{
+    return "untrusted comment: minisign public key\n"
+        + ("Ed" + QByteArray(8, number) + QByteArray(32, 'k')).toBase64() + '\n';
+}
+
 InstrumentTree::InstrumentTree()
 {
+    umask(022); // what others may write counts
     for (const QString &script : allScripts())
         writeExecutable(script, "#!/bin/sh\nexit 0\n");
     for (const char *program : {"/usr/bin/dash", "/usr/bin/ls", "/usr/bin/grep", "/sbin/reboot"})
@@ -96,6 +103,16 @@ InstrumentTree::InstrumentTree()
             QStringLiteral("/usr/share/fonts/liberation/%1.ttf").arg(QString::fromLatin1(style)),
             QStringLiteral("Liberation ") + QString::fromLatin1(style));
     makeDirectory(QStringLiteral("/usr/lib/locale/C.utf8"));
+
+    write(QStringLiteral("/etc/update/signature.sh"), "# sourced\n");
+    write(QStringLiteral("/etc/update/keys/this.pub"), publicKey('t'));
+    write(QStringLiteral("/etc/update/keys/next.pub"), publicKey('n'));
+    for (const char *program : {"/usr/bin/minisign", "/usr/bin/unzip"})
+        writeExecutable(QString::fromLatin1(program), "\177ELF");
+    write(QStringLiteral("/etc/udev/rules.d/90-stick.rules"),
+          "KERNEL==\"sd*\", RUN+=\"/bin/mount -o nosuid,nodev,noexec,nosymfollow $devnode "
+          "/media/usb0\"\n");
+    write(QStringLiteral("/etc/fstab"), "tmpfs /run tmpfs mode=755 0 0\n");
 }
 
 void InstrumentTree::write(const QString &path, const QByteArray &content)

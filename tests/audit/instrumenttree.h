@@ -39,3 +39,6 @@ const QStringList &allScripts();
 
 /// A font file that says nothing but its family.
 QByteArray fontWithFamily(const QString &family);
+
+/// A file with a public key as minisign writes it, made up of @p number.
+QByteArray publicKey(char number);

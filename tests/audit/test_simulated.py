@@ -64,6 +64,25 @@ class Simulated(unittest.TestCase):
             ],
         )
 
+    def test_instrument_without_keys_is_said_to_be(self) -> None:
+        result = self.audit_instrument("--keyless")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("note: /etc/update/keys: does not exist: no signature is verified: ", result.stdout)
+        self.assertTrue(result.stdout.endswith("no faults, 3 notes\n"), result.stdout)
+
+    def test_owners_count_where_root_owns_the_tree(self) -> None:
+        """As a plain user nobody can give a file away, so one is borrowed that is somebody else's."""
+        instrument, script = self.place / "instrument", "/etc/update/11-Reboot.sh"
+        run(TOP / "simulator/make-instrument", instrument).check_returncode()
+        options: list[str | Path] = ["--uid", "0", "--ro-bind", AUDIT, "/opt/audit"]
+        command = [TOP / "simulator/sandbox", instrument, *options, "/opt/audit", "/"]
+        self.assertTrue(run(*command).stdout.endswith("no faults, 2 notes\n"))
+        if os.geteuid() == 0:
+            os.chown(f"{instrument}{script}", 1234, 1234)
+        else:
+            command[-2:-2] = ["--ro-bind", "/usr/bin/true", script]
+        self.assertIn(f"{script}: belongs to another user than root: ", run(*command).stdout)
+
     def test_tree_alone_lacks_the_machines_programs(self) -> None:
         instrument = self.place / "instrument"
         run(TOP / "simulator/make-instrument", instrument).check_returncode()

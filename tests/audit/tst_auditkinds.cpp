@@ -1,15 +1,12 @@
 #include "audit/audit.h"
-#include "tests/audit/instrumenttree.h"
+#include "tests/audit/kindrows.h"
 
 #include <QtTest>
 
-#include <functional>
-
-// A row for every kind of finding: the damage to an instrument with which nothing is wrong, and all
-// that is found then.
-
-using Damage = std::function<void(InstrumentTree &)>;
-Q_DECLARE_METATYPE(Damage)
+void row(const char *name, const Damage &damage, const QByteArray &findings)
+{
+    QTest::newRow(name) << damage << QString::fromUtf8(findings);
+}
 
 namespace {
 
@@ -45,11 +42,6 @@ QByteArray manifestAfter(const QByteArray &line)
     return line
         + "core_version=4.05\ncore_build=118\ninstall_date_time=20230512 09:30:00\n"
           "core_build_date=20230404\nimage_bootloader_version=V4.05.00\n";
-}
-
-void row(const char *name, const Damage &damage, const char *findings)
-{
-    QTest::newRow(name) << damage << QString::fromUtf8(findings);
 }
 
 void scriptRows()
@@ -389,6 +381,7 @@ private slots:
         logRows();
         versionRows();
         surroundingsRows();
+        keyRows();
     }
 
     void damageIsFound()

@@ -11,7 +11,7 @@ import rehearsals  # noqa: F401  makes the modules below known
 from rehearsal import verdict
 from rehearsal.case import Case, Line
 from rehearsal.holdings import Holdings
-from rehearsal.modes import MODES, OVERRIDDEN, REJECTED, UPDATED
+from rehearsal.modes import FAILED, MODES, OVERRIDDEN, REJECTED, UPDATED
 from rehearsal.record import Record, ScriptRun
 from rehearsal.sandbox import tree
 from rehearsal.source import Source
@@ -103,6 +103,17 @@ class Tree:
         self.record.runs.append(ScriptRun(USB_SCRIPTS[3], 1.0, 2.0, "3"))
         self.write(LOG, "".join(f"{name}: ok\n" for name in USB_SCRIPTS[:4]) + "kernel.img has a wrong sum\n")
         self.write("tmp/verifyFailed", "kernel.img has a wrong sum\n")
+
+    def give_up(self) -> None:
+        """What is left of an update whose stick was another one after the check."""
+        self.outcome = FAILED
+        for slot in ("p5", "p7"):
+            self.write(f"dev/mmcblk0{slot}", "somebody else's")
+        (self.root / "mnt/recovery/update_files/7manifest.txt").unlink()
+        self.write(LOG, "".join(f"{name}: FAILED\n" for name in USB_SCRIPTS))
+        self.write("run/rebooted", "11-Reboot.sh\n")
+        for run in self.record.runs[4:9] + self.record.runs[10:11]:
+            run.code = "1"
 
     def override(self) -> None:
         """What the installation of an override does."""

@@ -345,5 +345,63 @@ class OfRejections(Cause):
         self.assertEqual(self.findings(), [])
 
 
+class OfUpdatesGivenUp(Cause):
+    """The stick was another one after the check: only partitions of the version to be written may change."""
+
+    def setUp(self) -> None:
+        super().setUp()
+        self.tree.outcome = "failed"
+        self.codes = dict.fromkeys(MODES["usb"].scripts[4:9], "1") | {"11-SetNextPartition.sh": "1"}
+
+    def test_given_up(self) -> None:
+        self.acts["4-USB-kernel.sh"] = self.image("rootfs.img", "p5", "p7")
+        self.play()
+        self.assertEqual(self.of_scripts(), [])
+
+    def of_scripts(self) -> list[str]:
+        return [finding for finding in self.findings() if finding[0].isdigit() and "left it so" not in finding]
+
+    def test_wrote_to_another_partition(self) -> None:
+        self.acts["4-USB-kernel.sh"] = self.image("kernel.img", "p3")
+        self.assertEqual(self.play()[0], "4-USB-kernel.sh wrote to p3, although the update has to be given up")
+
+    def test_made_it_the_active_version(self) -> None:
+        self.acts["11-SetNextPartition.sh"] = self.write("mnt/recovery/download/partition_c", "7\n")
+        self.assertEqual(
+            self.play()[0],
+            "11-SetNextPartition.sh made version 7 (2 on the screen) the active one, although the update has to be "
+            "given up",
+        )
+
+    def test_manifest_of_the_version_is_lost(self) -> None:
+        manifest = self.tree.root / "mnt/recovery/update_files/7manifest.txt"
+        self.acts["3-USB-UBoot.sh"] = manifest.unlink
+        self.play()
+        self.assertEqual(self.of_scripts(), [])
+
+    def test_manifest_of_another_version_is_lost(self) -> None:
+        manifest = self.tree.root / "mnt/recovery/update_files/8manifest.txt"
+        self.acts["3-USB-UBoot.sh"] = manifest.unlink
+        self.assertEqual(self.play()[0], "3-USB-UBoot.sh removed /mnt/recovery/update_files/8manifest.txt")
+
+    def test_partitions_of_a_blank_board_are_made(self) -> None:
+        self.tree.mode = MODES["blank"]
+        for number in range(1, 9):
+            (self.tree.root / f"dev/mmcblk0p{number}").unlink()
+        (self.tree.root / "mnt/recovery/download/partition_c").unlink()
+        self.tree.before = self.tree.holdings()
+
+        def make() -> None:
+            for number in range(1, 9):
+                self.tree.write(f"dev/mmcblk0p{number}", "\0" * 50)
+
+        self.acts["3-USB-UBoot.sh"] = make
+        self.acts["5-USB-recoverykernel.sh"] = self.image("kernel.img", "p3")
+        self.play(*MODES["blank"].scripts)
+        self.assertEqual(
+            self.of_scripts()[0], "5-USB-recoverykernel.sh wrote to p3, although the update has to be given up"
+        )
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -111,17 +111,24 @@ class Sticks(Told):
     def test_odd(self) -> None:
         self.rehearse("--stick", "odd")
 
-    def assert_not_installed(self, kind: str) -> None:
-        output = self.rehearse("--stick", kind).output
+    def assert_not_installed(self, kind: str, mode: str = "usb", active: str = "1") -> None:
+        output = self.rehearse("--mode", mode, "--stick", kind).output
         for image in ("u-boot", "kernel", "recovery-kernel", "recoveryfs", "rootfs"):
             self.assertIn(f"FAILED: {image}.img has changed since it was checked", output)
-        self.assertIn("partition 1 stays active", output)
+        self.assertIn(f"partition {active} stays active", output)
 
     def test_swapped(self) -> None:
         self.assert_not_installed("swapped")
 
     def test_replaced(self) -> None:
         self.assert_not_installed("replaced")
+
+    def test_blank_swapped(self) -> None:
+        """Partitions are made, and nothing but the one that images pass through holds anything."""
+        self.assert_not_installed("swapped", "blank", "none")
+
+    def test_blank_replaced(self) -> None:
+        self.assert_not_installed("replaced", "blank", "none")
 
     def test_override_linked(self) -> None:
         rehearsal = self.rehearse("--mode", "override", "--stick", "linked")

@@ -7,6 +7,7 @@ from collections.abc import Callable
 
 from handmade import LOG, MANIFEST, USB_SCRIPTS, Tree
 from rehearsal import verdict
+from rehearsal.modes import FAILED, MODES
 from rehearsal.record import Record, ScriptRun
 
 
@@ -290,6 +291,69 @@ class Overridden(unittest.TestCase):
         self.assertEqual(
             self.tree.faults(), {"p8 root file system of 8": "changed", "everything else": "dev/mmcblk0p8 changed"}
         )
+
+
+class GivenUp(unittest.TestCase):
+    """The update was not what had been checked: the version that was to be written is lost, and nothing else."""
+
+    def setUp(self) -> None:
+        self.tree = Tree(self)
+        self.tree.give_up()
+
+    def test_kept(self) -> None:
+        self.assertEqual(self.tree.faults(), {})
+
+    def test_version_is_still_offered(self) -> None:
+        self.tree.write("mnt/recovery/update_files/7manifest.txt", "core_version=7\n")
+        self.assertEqual(self.tree.faults(), {"manifest of 7": "as before"})
+
+    def test_other_partitions(self) -> None:
+        for slot in ("boot0", "p2", "p3", "p4", "p1", "p6", "p8"):
+            tree = Tree(self)
+            tree.give_up()
+            tree.write(f"dev/mmcblk0{slot}", "somebody else's")
+            self.assertEqual(list(tree.faults().values()), ["changed", f"dev/mmcblk0{slot} changed"])
+
+    def test_installed_all_the_same(self) -> None:
+        self.tree.write("mnt/recovery/download/partition_c", "7\n")
+        self.assertEqual(self.tree.faults()["active partition"], "7")
+
+    def test_switch_that_claims_to_have_switched(self) -> None:
+        self.tree.record.runs[10].code = "0"
+        self.assertEqual(self.tree.faults(), {"scripts": "11-SetNextPartition.sh ended with exit code 0"})
+
+
+class RebuildGivenUp(unittest.TestCase):
+    """The partitions of a blank board are made all the same, and empty but for what images pass through."""
+
+    def setUp(self) -> None:
+        self.tree = Tree(self)
+        for path in ("mnt/recovery/download/partition_c", *(f"dev/mmcblk0p{number}" for number in range(1, 9))):
+            (self.tree.root / path).unlink()
+        for version in ("1", "7", "8"):
+            (self.tree.root / f"mnt/recovery/update_files/{version}manifest.txt").unlink()
+        self.tree.before = self.tree.holdings()
+        self.tree.mode, self.tree.outcome = MODES["blank"], FAILED
+        for number in range(1, 9):
+            self.tree.write(f"dev/mmcblk0p{number}", "\0" * 50)
+        for slot in ("p1", "p4"):
+            self.tree.write(f"dev/mmcblk0{slot}", "somebody else's")
+        names = MODES["blank"].scripts
+        runs = [ScriptRun(name, 0.0, 1.0, "1" if name.startswith(("3-", "11-Set")) else "0") for name in names]
+        self.tree.record = Record(["Update Successful, exiting"], runs)
+        self.tree.write("run/rebooted", names[-1])
+        self.tree.write(LOG, "".join(f"{name}: FAILED\n" for name in names))
+
+    def test_kept(self) -> None:
+        self.assertEqual(self.tree.faults(), {})
+
+    def test_new_partition_that_is_not_empty(self) -> None:
+        self.tree.write("dev/mmcblk0p3", "somebody else's")
+        self.assertEqual(self.tree.faults(), {"p3 recovery kernel": "not empty"})
+
+    def test_bootloader_written(self) -> None:
+        self.tree.write("dev/mmcblk0boot0", "somebody else's")
+        self.assertEqual(self.tree.faults()["boot0 U-Boot"], "changed")
 
 
 if __name__ == "__main__":
