@@ -87,9 +87,17 @@ def read_ext4(image: Path, tree: Path, scratch: Path, start: int, size: int) -> 
         (tree / "lost+found").rmdir()
 
 
-def read_directory(image: Path, offset: int, path: str, target: Path) -> None:
-    """Copies a directory of a file system at some place of a file into another; nothing if it cannot be read."""
-    run(["debugfs", "-R", f"rdump {path} {target}", f"{image}?offset={offset}"], allowed=(0, 1))
+def add_to_squashfs(image: Path, tree: Path) -> None:
+    """Makes a compressed file system that is only read, with the files of a tree, or adds them to one."""
+    compression = ["-comp", "zstd", "-Xcompression-level", "6"]
+    run(["mksquashfs", tree, image, "-quiet", "-no-progress", "-all-root", "-no-recovery", "-no-xattrs", *compression])
+
+
+def read_squashfs(image: Path, offset: int, path: str, target: Path) -> None:
+    """Copies a directory of such a file system, at some place of a file, into a tree by the same path; nothing if it
+    cannot be read."""
+    command = ["unsquashfs", "-quiet", "-no-progress", "-force", "-no-xattrs"]
+    run([*command, "-offset", str(offset), "-dest", target, image, path], allowed=(0, 1, 2))
 
 
 def write_file(image: Path, offset: int, path: str, source: Path) -> None:

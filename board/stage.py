@@ -6,7 +6,7 @@ from contextlib import contextmanager, suppress
 from functools import cached_property
 from pathlib import Path
 
-from PIL.Image import Image
+from PIL import Image
 
 from board.emulator import Emulator, Machine
 from board.firmware import Firmware
@@ -60,13 +60,15 @@ class BoardStage(Stage):
         if setting.by_hand:
             raise StageError("the board's screen is no window that could be touched")
         self._setting = setting
+        width, height = (int(side) for side in setting.size.split("x"))
+        self._size = (width, height)
         self._storage: Storage | None = None
         self._board: Emulator | None = None
         self._to_plug: Path | None = None
         self._is_up = self._ended_told = False
         self._reboots = 0
-        self._shown: Image | None = None  # the picture given last
-        self._seen: Image | None = None  # the one fetched last
+        self._shown: Image.Image | None = None  # the picture given last
+        self._seen: Image.Image | None = None  # the one fetched last
         self._looked_at = 0.0
         self.cache: Path | None = None  # the socket of a server that plays the storage
 
@@ -132,7 +134,7 @@ class BoardStage(Stage):
             self._look()
         return self._seen is not self._shown
 
-    def picture(self) -> Image:
+    def picture(self) -> Image.Image:
         self._look()
         self._shown = self._seen
         if not self._shown:
@@ -195,14 +197,13 @@ class BoardStage(Stage):
 
     def power_on(self, parameters: str = "") -> None:
         """With these words more on the kernel's command line."""
-        width, height = (int(side) for side in self._setting.size.split("x"))
         firmware = self._firmware
         self._board = Emulator(
             Machine(
                 firmware.kernel,
                 firmware.initrd,
                 self._there.image,
-                (width, height),
+                self._size,
                 self._setting.scratch,
                 parameters,
                 None if self._reboots else self._there.medium,
@@ -220,7 +221,8 @@ class BoardStage(Stage):
     def _look(self) -> None:
         self._looked_at = time.monotonic()
         with suppress(Gone):  # the last picture stays
-            image = self._running.picture()
+            # until the board is up the emulator shows words of its own
+            image = self._running.picture() if self._is_up else Image.new("RGB", self._size)
             if image != self._seen:
                 self._seen = image
 

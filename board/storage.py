@@ -14,9 +14,9 @@ from board.images import (
     copy_sparse,
     make_ext4,
     make_fat,
-    read_directory,
     read_ext4,
     read_fat,
+    read_squashfs,
     run,
     write_file,
     write_text,
@@ -149,12 +149,13 @@ class Storage:
         return Holdings(Contents(root, self.image), reboots, INSTRUMENT)
 
     def _read_keys(self, root: Path) -> None:
-        """Those of the version that is active; the settings that all versions share come over them."""
-        keys = root / INSTRUMENT.signature.keys.lstrip("/")
-        keys.parent.mkdir(parents=True)
-        active = BY_NAME.get(f"rootfs{(root / PARTITION_FILE).read_text().strip()}")
-        if active:
-            read_directory(self.image, active.start, INSTRUMENT.signature.keys, keys.parent)
+        """Those of the version that is active, or of what a blank board has started from; the settings that all
+        versions share come over them."""
+        keys = INSTRUMENT.signature.keys.lstrip("/")
+        if not (root / PARTITION_FILE).exists():
+            shutil.copytree(self._instrument / keys, root / keys)
+        elif part := BY_NAME.get(f"rootfs{(root / PARTITION_FILE).read_text().strip()}"):
+            read_squashfs(self.image, part.start, keys, root)
 
     @staticmethod
     def _arrange(root: Path) -> None:
