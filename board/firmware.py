@@ -99,10 +99,10 @@ class Firmware:
         self._native = board
         self._identity = digest([self._package, board, *(TOP / name for name in BOARD_SOURCES)])
 
-    def root_image(self, version: str, scripts: Path, aside: Path | None = None, blank: Path | None = None) -> Path:
+    def root_image(self, version: str, scripts: Path, aside: Path, blank: Path | None = None) -> Path:
         """The root file system of a version with these as /etc/update and /opt/scripts, and for a boot medium
         with what a blank board begins with; the file is shared."""
-        contents = [scripts, *([aside] if aside else []), *([blank] if blank else [])]
+        contents = [scripts, aside, *([blank] if blank else [])]
         folder = BUILD / "roots" / f"{self._identity}-{digest(contents)}"
         image = folder / f"{version}.img"
         with only_one("roots"):
@@ -127,7 +127,7 @@ class Firmware:
             if time.time() - folder.stat().st_mtime > KEPT_FOR:
                 shutil.rmtree(folder)
 
-    def _make_root(self, folder: Path, scripts: Path, aside: Path | None, blank: Path | None) -> None:
+    def _make_root(self, folder: Path, scripts: Path, aside: Path, blank: Path | None) -> None:
         tree = folder / "tree"
         shutil.rmtree(tree, ignore_errors=True)
         run(["cp", "-a", "--link", f"{self._base}/root", tree])
@@ -135,8 +135,7 @@ class Firmware:
         run(["dpkg-deb", "--extract", self._package, tree])
         shutil.rmtree(tree / "etc/update")
         shutil.copytree(scripts, tree / "etc/update", symlinks=True)
-        if aside:
-            shutil.copytree(aside, tree / "opt/scripts", symlinks=True)
+        shutil.copytree(aside, tree / "opt/scripts", symlinks=True)
         if blank:
             shutil.copytree(blank, tree / "usr/share/blank", symlinks=True)
         for directory in ("mnt/new", "opt/rehearsal", "var/cache/fontconfig"):

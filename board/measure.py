@@ -16,7 +16,7 @@ from board.measurestart import BARE, PHASES, VARIANTS, Repeater, from_power_on
 from board.stage import BoardStage
 from board.storage import INSTRUMENT
 from rehearsal.leash import Keeper, Leash, remove
-from rehearsal.modes import USB_SCRIPTS
+from rehearsal.plan import WATCHED
 from rehearsal.stage import Scene, Setting
 
 LOG_LINES = 200_000  # some 10 MB
@@ -114,7 +114,7 @@ def main() -> int:
         Firmware(print)
         stage.make_update((), False, scratch / "stick")
         log = "".join(f"2023-10-03 06:00:{n % 60:02} kernel[{n}]: line {n} of a long log\n" for n in range(LOG_LINES))
-        stage.prepare(Scene(USB_SCRIPTS, files={LOG: log}))
+        stage.prepare(Scene(WATCHED, files={LOG: log}))
         stage.plug(scratch / "stick")
         fresh = scratch / "fresh.img"
         copy_sparse(stage.files[0], fresh)

@@ -26,7 +26,9 @@ VARIANTS = {
 
 
 def is_painted(stage: BoardStage) -> bool:
-    return stage.picture().getcolors(1) is None
+    """Whether less than half of the screen is black: what has been there before may leave a few lines."""
+    picture = stage.picture()
+    return picture.convert("L").histogram()[0] * 2 < picture.width * picture.height
 
 
 def from_power_on(stage: BoardStage, parameters: str = "") -> tuple[float, ...]:

@@ -26,7 +26,8 @@ from rehearsal import verdict
 from rehearsal.case import Case
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Keeper, Leash, remove
-from rehearsal.modes import MODES, UPDATED, USB_SCRIPTS
+from rehearsal.modes import MODES, UPDATED
+from rehearsal.plan import WATCHED
 from rehearsal.record import Record
 from rehearsal.source import Source
 from rehearsal.stage import Ended, Rebooted, Scene, ScriptStarts, Setting, StageError, Started
@@ -69,7 +70,10 @@ class Series:
             self._keep(seed)
         self._before = left
         ended = self._run(*following) if following else self._run(seed, None)
-        return faults + self._faults_of_update(left, ended)
+        faults += self._faults_of_update(left, ended)
+        if following and not all(copy.exists() for copy in self._copies):
+            faults.append(f"cut {following[0]} did not come about")
+        return faults
 
     def _faults_of_update(self, left: Holdings, ended: bool) -> list[str]:
         """What is wrong with what came up on what was left, and with the update made again there."""
@@ -150,7 +154,7 @@ def play(seeds: range, storage: str) -> int:
     stage = BoardStage(Setting(Path(), "800x480", scratch, False, leash, leash, INSTRUMENT))
     try:
         stage.make_update((), False, scratch / "stick")
-        stage.prepare(Scene(USB_SCRIPTS))
+        stage.prepare(Scene(WATCHED))
         stage.plug(scratch / "stick")
         return play_series(Series(stage, Source(scratch / "stick", INSTRUMENT), storage == VOLATILE, scratch), seeds)
     finally:

@@ -83,7 +83,7 @@ class BoardStage(Stage):
         scratch, leash = self._setting.scratch, self._setting.leash
         images = scratch / "images"
         images.mkdir(exist_ok=True)
-        root = self._firmware.root_image(UPDATES[archive], scripts_of_update(scratch, leash))
+        root = self._firmware.root_image(UPDATES[archive], *scripts_of_update(scratch, leash))
         (images / "rootfs.img").symlink_to(root)
         Tools(scratch, leash).run("make-archive" if archive else "make-stick", *kind, path, images=images)
 

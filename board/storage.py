@@ -33,6 +33,7 @@ from board.layout import (
 )
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Leash
+from rehearsal.plan import WATCHED
 from rehearsal.reader import ours
 from rehearsal.sandbox.instrument import Instrument, Tools
 from rehearsal.sandbox.tree import Tree
@@ -45,7 +46,7 @@ STICK_SIZE = 512 * MEGABYTE  # sparse
 SETTINGS = ("pointercal", "display-size")  # files in /etc that all versions share
 ACTIVE = "mnt/userdata/active"  # a link that the board sets at its start; /home/tesk leads through it
 PARTITION_FILE = INSTRUMENT.versions.active.lstrip("/")
-SCRIPTS = "etc/update"
+SCRIPTS, ASIDE = "etc/update", "opt/scripts"  # the second where those lie that are watched
 REQUEST = "download/update_mode"
 LAST = 'name="recoveryfs"'  # the partition that is made last
 MEDIUM_VERSION = "4.05"
@@ -58,13 +59,14 @@ def describe_storage(scripts: Path) -> None:
     (scripts / "partitions.txt").write_text(slot_sizes())
 
 
-def scripts_of_update(scratch: Path, leash: Leash) -> Path:
-    """What an update brings as /etc/update: our own scripts, with the keys that this instrument knows."""
+def scripts_of_update(scratch: Path, leash: Leash) -> tuple[Path, Path]:
+    """What an update brings: our own scripts, watched as those of the installed versions, with the keys that this
+    instrument knows; and the scripts themselves."""
     place = scratch / "of-update"
     if not place.exists():
-        Instrument(place, Scene(()), Tools(scratch, leash))
+        Instrument(place, Scene(WATCHED), Tools(scratch, leash))
         describe_storage(place / SCRIPTS)
-    return place / SCRIPTS
+    return place / SCRIPTS, place / ASIDE
 
 
 class Contents(Tree):
@@ -188,7 +190,7 @@ class Storage:
 
     @property
     def _scripts(self) -> tuple[Path, Path]:
-        return self._instrument / SCRIPTS, self._instrument / "opt/scripts"
+        return self._instrument / SCRIPTS, self._instrument / ASIDE
 
     def _divided(self) -> bool:
         """Whether the storage has its last partition; a blank one has none."""
