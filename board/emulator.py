@@ -1,5 +1,6 @@
 """The ARM board as a process: powered on when the object is made, cut off when it is killed."""
 
+import math
 import os
 import socket
 import subprocess
@@ -74,6 +75,14 @@ class Emulator:
         """The emulator's exit status; None while it is under power."""
         return self._process.poll()
 
+    def worked(self) -> float:
+        """Seconds of processor time that it has taken, whatever else this machine is busy with."""
+        try:
+            fields = Path(f"/proc/{self._process.pid}/stat").read_text().rpartition(")")[2].split()
+        except OSError:
+            return math.inf
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
     def turn(self) -> None:
         """Does what is due, and looks at what has happened."""
         if self.ended() is None and self._lift_at is not None and time.monotonic() >= self._lift_at:
@@ -82,6 +91,9 @@ class Emulator:
                 self._monitor.do("input-send-event", events=[button(False)])
         for event in self._monitor.events():
             self._happened(event)
+
+    def type(self, text: str) -> None:
+        self._console_end.sendall(text.encode())
 
     def let_go(self) -> None:
         self._journal_end.send(b"g")

@@ -10,7 +10,7 @@ from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from pathlib import Path
 
-from board.images import MEGABYTE, copy_sparse, make_ext4, run, write_text
+from board.images import add_to_squashfs, run
 from rehearsal.stage import StageError
 
 HERE = Path(__file__).resolve().parent
@@ -21,8 +21,8 @@ TRIPLET = "arm-linux-gnueabihf"
 SYSROOT = TOP / "build" / "sysroot" / "armhf"
 KEPT_FOR = 24 * 3600.0  # seconds
 WITHIN = 1800  # seconds, for a step of the build on a busy machine
-SPARE = 6 * MEGABYTE  # of a root file system, for its own bookkeeping
-VERSION_FILE = "etc/firmware-version"
+VERSION_FILE = "firmware-version"
+FONTS = "/usr/share/teskupdater/fonts.conf"
 
 PROGRAM_SOURCES = (
     "CMakeLists.txt",
@@ -99,10 +99,10 @@ class Firmware:
         self._native = board
         self._identity = digest([self._package, board, *(TOP / name for name in BOARD_SOURCES)])
 
-    def root_image(self, version: str, scripts: Path, aside: Path | None = None, blank: Path | None = None) -> Path:
+    def root_image(self, version: str, scripts: Path, aside: Path, blank: Path | None = None) -> Path:
         """The root file system of a version with these as /etc/update and /opt/scripts, and for a boot medium
         with what a blank board begins with; the file is shared."""
-        contents = [scripts, *([aside] if aside else []), *([blank] if blank else [])]
+        contents = [scripts, aside, *([blank] if blank else [])]
         folder = BUILD / "roots" / f"{self._identity}-{digest(contents)}"
         image = folder / f"{version}.img"
         with only_one("roots"):
@@ -112,8 +112,11 @@ class Firmware:
                 self._make_root(folder, scripts, aside, blank)
             os.utime(folder)
             if not image.exists():
-                copy_sparse(folder / "root.img", folder / "new.img")
-                write_text(folder / "new.img", 0, VERSION_FILE, f"{version}\n", folder)
+                shutil.copy(folder / "root.img", folder / "new.img")
+                more = folder / "more"
+                more.mkdir(exist_ok=True)
+                (more / VERSION_FILE).write_text(f"{version}\n")
+                add_to_squashfs(folder / "new.img", more)
                 (folder / "new.img").rename(image)
         return image
 
@@ -124,17 +127,15 @@ class Firmware:
             if time.time() - folder.stat().st_mtime > KEPT_FOR:
                 shutil.rmtree(folder)
 
-    def _make_root(self, folder: Path, scripts: Path, aside: Path | None, blank: Path | None) -> None:
+    def _make_root(self, folder: Path, scripts: Path, aside: Path, blank: Path | None) -> None:
         tree = folder / "tree"
         shutil.rmtree(tree, ignore_errors=True)
         run(["cp", "-a", "--link", f"{self._base}/root", tree])
         run(["cp", "-R", "--remove-destination", "--preserve=mode", f"{HERE}/root/.", tree])
         run(["dpkg-deb", "--extract", self._package, tree])
-        (tree / VERSION_FILE).write_text("none\n")
         shutil.rmtree(tree / "etc/update")
         shutil.copytree(scripts, tree / "etc/update", symlinks=True)
-        if aside:
-            shutil.copytree(aside, tree / "opt/scripts", symlinks=True)
+        shutil.copytree(aside, tree / "opt/scripts", symlinks=True)
         if blank:
             shutil.copytree(blank, tree / "usr/share/blank", symlinks=True)
         for directory in ("mnt/new", "opt/rehearsal", "var/cache/fontconfig"):
@@ -142,9 +143,11 @@ class Firmware:
         shutil.copy(self._native / "watchscript", tree / "opt/rehearsal/watch-script")
         for name in ("bare", "touchscreen"):
             shutil.copy(self._native / name, tree / "usr/lib/board" / name)
-        used = int(run(["du", "-s", "--apparent-size", "-B1", tree]).split()[0])
-        size = (used * 21 // 20 + SPARE) // MEGABYTE * MEGABYTE
-        make_ext4(folder / "new.img", tree, size)
+        # on the board nobody could write the fonts' cache, and each start would make it anew
+        emulator: list[str | Path] = ["qemu-arm-static", "-L", tree, "-E", f"FONTCONFIG_FILE={FONTS}"]
+        run([*emulator, tree / "usr/bin/fc-cache", "--sysroot", tree])
+        (folder / "new.img").unlink(missing_ok=True)
+        add_to_squashfs(folder / "new.img", tree)
         (folder / "new.img").rename(folder / "root.img")
         shutil.rmtree(tree)
 

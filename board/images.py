@@ -2,7 +2,7 @@
 
 import os
 import subprocess
-from collections.abc import Mapping, Sequence
+from collections.abc import Sequence
 from pathlib import Path
 
 from rehearsal.stage import StageError
@@ -12,9 +12,7 @@ MEGABYTE = 1024**2
 ENVIRONMENT = {"LC_ALL": "C", "PATH": "/usr/sbin:/usr/bin:/sbin:/bin", "MTOOLS_SKIP_CHECK": "1"}
 
 
-def run(
-    command: Sequence[str | Path], allowed: Sequence[int] = (0,), stdin: str = "", more: Mapping[str, str] | None = None
-) -> str:
+def run(command: Sequence[str | Path], allowed: Sequence[int] = (0,), stdin: str = "") -> str:
     """Runs a tool to its end; gives what it printed."""
     words = [str(word) for word in command]
     try:
@@ -26,7 +24,7 @@ def run(
             errors="replace",
             timeout=WITHIN,
             check=False,
-            env={**ENVIRONMENT, **(more or {})},
+            env=ENVIRONMENT,
         )
     except (OSError, subprocess.TimeoutExpired) as error:
         raise StageError(f"{words[0]}: {error}") from error
@@ -58,6 +56,9 @@ def make_ext4(image: Path, tree: Path, size: int, offset: int = 0) -> None:
 
 def make_fat(image: Path, tree: Path, size: int) -> None:
     """Makes a stick's file system, without a partition table."""
+    for entry in tree.rglob("*"):
+        if entry.is_symlink() or not (entry.is_file() or entry.is_dir()):
+            raise StageError(f"{entry.name} is neither file nor directory: a stick with FAT cannot hold it")
     with image.open("wb") as file:
         file.truncate(size)
     run(["mkfs.vfat", "-F", "32", "-n", "STICK", image])
@@ -84,6 +85,19 @@ def read_ext4(image: Path, tree: Path, scratch: Path, start: int, size: int) -> 
     copy.unlink()
     if (tree / "lost+found").is_dir():
         (tree / "lost+found").rmdir()
+
+
+def add_to_squashfs(image: Path, tree: Path) -> None:
+    """Makes a compressed file system that is only read, with the files of a tree, or adds them to one."""
+    compression = ["-comp", "zstd", "-Xcompression-level", "6"]
+    run(["mksquashfs", tree, image, "-quiet", "-no-progress", "-all-root", "-no-recovery", "-no-xattrs", *compression])
+
+
+def read_squashfs(image: Path, offset: int, path: str, target: Path) -> None:
+    """Copies a directory of such a file system, at some place of a file, into a tree by the same path; nothing if it
+    cannot be read."""
+    command = ["unsquashfs", "-quiet", "-no-progress", "-force", "-no-xattrs"]
+    run([*command, "-offset", str(offset), "-dest", target, image, path], allowed=(0, 1, 2))
 
 
 def write_file(image: Path, offset: int, path: str, source: Path) -> None:

@@ -1,7 +1,9 @@
 """How the board's internal storage is divided; storage.txt says it."""
 
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from pathlib import Path
+
+from rehearsal.description import Description
 
 HERE = Path(__file__).resolve().parent
 UNITS = {"K": 1024, "M": 1024**2}
@@ -41,9 +43,25 @@ LAYOUT = read_layout()
 BY_NAME = {partition.name: partition for partition in LAYOUT}
 
 
+def described(instrument: Description) -> Description:
+    """The simulated instrument with the partitions of the board, which are larger where a version has to start."""
+    sizes = {part.device.removeprefix("dev/"): part.size for part in LAYOUT}
+    partitions = {name: replace(part, size=sizes[name]) for name, part in instrument.partitions.items()}
+    return replace(instrument, partitions=partitions)
+
+
 def file_systems() -> str:
     """The partitions with a file system, and where each is mounted."""
     return "".join(f"p{part.number} {part.mount}\n" for part in LAYOUT if part.mount)
+
+
+def slot_sizes() -> str:
+    """The partitions that hold an image each, for scripts that have to know them before there are any."""
+    return "".join(
+        f"{part.name if part.name.startswith('boot') else f'p{part.number}'} {part.size // UNITS['M']}M\n"
+        for part in LAYOUT
+        if not part.mount
+    )
 
 
 def partition_table() -> str:

@@ -1,115 +1,90 @@
-"""Takes the power away from a board in the middle of an update, again and again, and looks at what is left."""
+"""Takes the power away from a board in the middle of an update, again and again, and looks at what is left.
+
+At the chosen moment the board stands still while its storage and its stick are copied as a power cut would leave
+them. The next start is from that copy: it has to bring up a whole version, and the update has to succeed. While it is
+made again, the next cut comes. So every cut costs one update, and many come over what earlier ones have left.
+"""
 
 import argparse
 import datetime
 import random
 import select
-import subprocess
+import shutil
 import sys
 import tempfile
 import time
-from dataclasses import dataclass
+from collections.abc import Callable
 from pathlib import Path
 
+from board.cacheserver import CacheServer
+from board.cuts import Cut, choose_cut, left_behind
+from board.firmware import BUILD
+from board.images import copy_sparse
 from board.stage import BoardStage
+from board.storage import INSTRUMENT
 from rehearsal import verdict
 from rehearsal.case import Case
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Keeper, Leash, remove
-from rehearsal.modes import MODES, UPDATED, USB_SCRIPTS
-from rehearsal.reader import ours
+from rehearsal.modes import MODES, UPDATED
+from rehearsal.plan import WATCHED
 from rehearsal.record import Record
 from rehearsal.source import Source
 from rehearsal.stage import Ended, Rebooted, Scene, ScriptStarts, Setting, StageError, Started
 
-HERE = Path(__file__).resolve().parent
 UPDATES_BY_ITSELF = "teskupdater.mode=rebootusbupdate"
 RUN_WITHIN = 1200.0  # seconds, from a power-on to the restart, on a busy machine
-LOOKS_EVERY = 0.2
+LOOKS_EVERY = 0.05
 THROUGH, VOLATILE = "writes-through", "volatile-cache"
-TARGET = "7"  # of an update on an instrument whose version 1 is active
-LISTENS_WITHIN = 30.0
-# Seconds that a script takes at least on a quiet machine; the cut comes within them after its start.
-TAKES = {"2-USB-checkupdatefiles.sh": 6.0, "7-USB-rootfs.sh": 15.0, "11-SetNextPartition.sh": 12.0}
-TAKES_ELSE = 1.5
+KEPT = BUILD / "cuts"  # what a bad cut has left
 
 
-@dataclass(frozen=True)
-class Cut:
-    """When the power goes: so many seconds after the start of a script."""
+class Series:
+    """One cut after another on a board that has been prepared."""
 
-    script: str
-    delay: float
+    def __init__(self, stage: BoardStage, update: Source, volatile: bool, scratch: Path):
+        self._stage, self._update, self._volatile, self._scratch = stage, update, volatile, scratch
+        self._copies = [scratch / f"cut-{file.name}" for file in stage.files]
+        self._first = [scratch / f"first-{file.name}" for file in stage.files]
+        for file, first in zip(stage.files, self._first):
+            copy_sparse(file, first)
+        self._before: Holdings | None = None  # what there was when the update began that the power was taken from
+        self._started: Started | None = None
 
+    def cut(self, seed: int, cut: Cut) -> None:
+        """Begins with a fresh board and an update that the power is taken from."""
+        for file, first in zip(self._stage.files, self._first):
+            copy_sparse(first, file)
+        self._before = self._stage.holdings()
+        if not self._run(seed, cut, goes_on=False):
+            raise StageError(f"the update broke off before {cut.script}")
 
-def choose_cut(chance: random.Random) -> Cut:
-    """Any moment of the update is as likely as any other."""
-    scripts = [name for name in USB_SCRIPTS if not name.endswith("Reboot.sh")]
-    script = chance.choices(scripts, [TAKES.get(name, TAKES_ELSE) for name in scripts])[0]
-    return Cut(script, chance.uniform(0.0, TAKES.get(script, TAKES_ELSE)))
+    def come_back(self, seed: int, following: tuple[int, Cut] | None) -> list[str]:
+        """Starts what a cut has left, and takes the power from that update in turn; gives what is wrong."""
+        assert self._before, "there was no cut"
+        for file, copy in zip(self._stage.files, self._copies):
+            copy.replace(file)
+        left = self._stage.holdings()
+        faults = left_behind(self._before, left, self._update)
+        if faults:
+            self._keep(seed)
+        self._before = left
+        ended = self._run(*following) if following else self._run(seed, None)
+        faults += self._faults_of_update(left, ended)
+        if following and not all(copy.exists() for copy in self._copies):
+            faults.append(f"cut {following[0]} did not come about")
+        return faults
 
-
-class CacheServer:
-    """Plays a storage with a volatile cache for as long as a board is connected."""
-
-    def __init__(self, storage: Path, socket: Path, seed: int):
-        socket.unlink(missing_ok=True)
-        self._log = socket.with_suffix(".log")
-        with self._log.open("wb") as log:
-            self._process = subprocess.Popen(
-                [
-                    "nbdkit",
-                    "--foreground",
-                    "--exit-with-parent",
-                    "--unix",
-                    str(socket),
-                    "python",
-                    str(HERE / "volatile_storage.py"),
-                    f"file={storage}",
-                    f"seed={seed}",
-                ],
-                stdin=subprocess.DEVNULL,
-                stdout=log,
-                stderr=log,
-            )
-        deadline = time.monotonic() + LISTENS_WITHIN
-        while not socket.exists():
-            if self._process.poll() is not None or time.monotonic() > deadline:
-                raise StageError(f"nbdkit does not listen: {self._log.read_text()}")
-            time.sleep(0.05)
-
-    def close(self) -> str:
-        """Ends it, once the board has no power any more; tells what became of the writes it had not flushed."""
-        deadline = time.monotonic() + LISTENS_WITHIN
-        while not self._log.read_text().strip() and time.monotonic() < deadline:
-            time.sleep(0.05)  # it says so when it has seen the end of the connection
-        self._process.terminate()
-        self._process.wait()
-        return self._log.read_text().strip()
-
-
-class Trial:
-    """One board, one cut, what comes up afterwards, and the update made again."""
-
-    def __init__(self, stage: BoardStage, update: Source, volatile: bool, seed: int, scratch: Path):
-        self._stage, self._update, self._seed = stage, update, seed
-        self._socket = scratch / "storage.socket" if volatile else None
-        self._server: CacheServer | None = None
-
-    def play(self, cut: Cut) -> list[str]:
-        """What is wrong with the outcome."""
-        before = self._stage.holdings()
-        self._run(0, cut)
-        after = self._stage.holdings()
-        faults = left_behind(before, after, self._update)
-
-        started, rebooted = self._run(1)
-        wanted = Started(after.manifest(after.active).get("core_version", "?"), after.active)
-        if started != wanted:
-            faults.append(f"came back as {started}, not as {wanted}")
-        if not rebooted:
+    def _faults_of_update(self, left: Holdings, ended: bool) -> list[str]:
+        """What is wrong with what came up on what was left, and with the update made again there."""
+        faults = []
+        wanted = Started(left.manifest(left.active).get("core_version", "?"), left.active)
+        if self._started != wanted:
+            faults.append(f"came back as {self._started}, not as {wanted}")
+        if not ended:
             return [*faults, "the update could not be made again"]
-        case = Case(MODES["usb"], UPDATED, self._update, after, self._stage.holdings(), Record(), now())
+        now = datetime.datetime.now(datetime.timezone.utc)
+        case = Case(MODES["usb"], UPDATED, self._update, left, self._stage.holdings(), Record(), now)
         again = [line for part in (verdict.slots, verdict.versions) for line in part(case)]
         # the date of the installation is not what this is about, and the rehearsals look at it
         return faults + [
@@ -118,105 +93,106 @@ class Trial:
             if not line.ok and not line.what.startswith("manifest")
         ]
 
-    def _run(self, start: int, cut: Cut | None = None) -> tuple[Started | None, bool]:
-        """From a power-on to the restart or the cut: what started, and whether it restarted by itself."""
-        if self._socket:
-            self._server = CacheServer(self._stage.storage, self._socket, 2 * self._seed + start)
-            self._stage.cache = self._socket
+    def _run(self, seed: int, cut: Cut | None, goes_on: bool = True) -> bool:
+        """From a power-on to the restart, or to the cut; tells whether it came to that."""
+        server = None
+        if self._volatile:
+            self._stage.cache = self._scratch / "storage.socket"
+            server = CacheServer(self._stage.files[0], self._stage.cache, seed)
         self._stage.plug_again()
         self._stage.power_on(UPDATES_BY_ITSELF)
         try:
-            return self._follow(cut)
+            return self._follow(cut, goes_on, lambda: self._take_power(seed, server))
         finally:
             self._stage.cut_power()
-            if self._server:
-                print(f"      unflushed at the end: {self._server.close()}", flush=True)
-                self._server = None
+            if server:
+                server.close()
 
-    def _follow(self, cut: Cut | None) -> tuple[Started | None, bool]:
-        started, cut_at = None, None
+    def _follow(self, cut: Cut | None, goes_on: bool, take_power: Callable[[], None]) -> bool:
+        self._started = None
+        cut_at = None
         gives_up_at = time.monotonic() + RUN_WITHIN
-        while (left := (cut_at or gives_up_at) - time.monotonic()) > 0:
+        while time.monotonic() < gives_up_at:
             for event in self._stage.take():
                 match event:
                     case Started():
-                        started = event
+                        self._started = event
                     case ScriptStarts(name):
                         self._stage.let_go()
                         if cut and name == cut.script:
-                            cut_at = time.monotonic() + cut.delay
+                            cut_at = self._stage.worked() + cut.delay
                     case Rebooted() | Ended():
-                        return started, isinstance(event, Rebooted)
-            select.select(self._stage.descriptors(), [], [], min(left, LOOKS_EVERY))
-        return started, False
+                        if cut_at:
+                            take_power()
+                        return isinstance(event, Rebooted)
+            if cut_at and self._stage.worked() >= cut_at:
+                take_power()
+                cut = cut_at = None
+                if not goes_on:
+                    return True
+            select.select(self._stage.descriptors(), [], [], LOOKS_EVERY)
+        return False
+
+    def _take_power(self, seed: int, server: CacheServer | None) -> None:
+        with self._stage.standing_still():
+            for file, copy in zip(self._stage.files, self._copies):
+                copy_sparse(file, copy)
+            if server:
+                print(f"      {seed}: unflushed {server.cut(self._copies[0], seed)}", flush=True)
+
+    def _keep(self, seed: int) -> None:
+        KEPT.mkdir(exist_ok=True)
+        shutil.copy(self._stage.files[0], KEPT / f"{seed}.img")
+        print(f"      {seed}: kept as {KEPT / f'{seed}.img'}", flush=True)
 
 
-def left_behind(before: Holdings, after: Holdings, update: Source) -> list[str]:
-    """What a cut may not have done: the active version has to be whole, whichever it is."""
-    faults = []
-    if after.active not in (before.active, TARGET):
-        return [f'the active partition is "{after.active}"']
-    new = after.active == TARGET
-    for name, slots in after.description.images.items():
-        for device, version in slots.items():
-            path = f"dev/{device}"
-            if version == after.active:
-                image = update.read(name) if new else None
-                whole = after.read(path, len(image)) == image if image else after.files[path] == before.files[path]
-                if not whole:
-                    faults.append(f"{name} of version {after.active} is not whole")
-    images = [update.read("u-boot.img") or b"", before.read("dev/mmcblk0boot0")]
-    copies = [after.read(f"dev/mmcblk0{copy}") for copy in ("boot0", "boot1")]
-    if not any(copy.startswith(image) for copy in copies for image in images):
-        faults.append("no copy of U-Boot is whole")
-    if after.user_files(after.active) != (before.factory_user_files() if new else before.user_files(after.active)):
-        faults.append("the user files of the active version are not whole")
-    manifest = update.manifest() if new else before.manifest(after.active)
-    if after.manifest(after.active).get("core_version") != manifest.get("core_version"):
-        faults.append("the manifest of the active version is not its own")
-    return faults
-
-
-def now() -> datetime.datetime:
-    return datetime.datetime.now(datetime.timezone.utc)
-
-
-def play(number: int, arguments: argparse.Namespace) -> list[str]:
-    """A trial on a board of its own, of which nothing is left afterwards."""
-    seed = arguments.seed + number
-    cut = choose_cut(random.Random(seed))
-    print(f"{seed}: {arguments.storage}, {cut.script} + {cut.delay:.3f} s", flush=True)
+def play(seeds: range, storage: str) -> int:
+    """How many of the cuts were survived; nothing is left of the boards afterwards but what a bad cut has left."""
     leash = Leash()
     scratch = Path(tempfile.mkdtemp(prefix="powercut-"))
     keeper = Keeper((leash,), scratch)
-    stage = BoardStage(Setting(Path(), "800x480", scratch, False, leash, leash))
+    stage = BoardStage(Setting(Path(), "800x480", scratch, False, leash, leash, INSTRUMENT))
     try:
         stage.make_update((), False, scratch / "stick")
-        stage.prepare(Scene(USB_SCRIPTS))
+        stage.prepare(Scene(WATCHED))
         stage.plug(scratch / "stick")
-        return Trial(stage, Source(scratch / "stick", ours()), arguments.storage == VOLATILE, seed, scratch).play(cut)
-    except StageError as error:
-        return [f"the trial broke off: {error}"]
+        return play_series(Series(stage, Source(scratch / "stick", INSTRUMENT), storage == VOLATILE, scratch), seeds)
     finally:
         stage.close()
         remove(scratch)
         keeper.close()
 
 
+def play_series(series: Series, seeds: range) -> int:
+    good, faults = 0, ["not begun"]
+    cuts = {seed: choose_cut(random.Random(seed)) for seed in seeds}
+    for seed in seeds:
+        begin = time.monotonic()
+        try:
+            if faults:  # the last update did not get to the next cut
+                series.cut(seed, cuts[seed])
+            following = (seed + 1, cuts[seed + 1]) if seed + 1 in cuts else None
+            faults = series.come_back(seed, following)
+        except StageError as error:
+            faults = [f"it broke off: {error}"]
+        good += not faults
+        print(
+            f"{seed}: {cuts[seed].script} + {cuts[seed].delay:.3f} s: "
+            f"{'; '.join(faults) or 'whole, and the update made again'} ({time.monotonic() - begin:.0f} s)",
+            flush=True,
+        )
+    return good
+
+
 def main() -> int:
-    parser = argparse.ArgumentParser(prog="board/cut-power", description=__doc__)
+    parser = argparse.ArgumentParser(prog="board/cut-power", description=__doc__.splitlines()[0])
     parser.add_argument("--cuts", type=int, default=3)
     parser.add_argument("--seed", type=int, default=1, help="of the first cut; each next has the next")
     parser.add_argument("--storage", choices=(THROUGH, VOLATILE), default=THROUGH)
     arguments = parser.parse_args()
-    bad = 0
-    for number in range(arguments.cuts):
-        faults = play(number, arguments)
-        bad += bool(faults)
-        for fault in faults or ["whole, and the update made again"]:
-            print(f"      {'NOT ' if faults else ''}ok: {fault}", flush=True)
-    print(f"{arguments.cuts - bad} of {arguments.cuts} cuts left a whole version and an update that can be made again.")
-    return 1 if bad else 0
+    good = play(range(arguments.seed, arguments.seed + arguments.cuts), arguments.storage)
+    print(f"{good} of {arguments.cuts} cuts left a whole version and an update that can be made again.")
+    return 0 if good == arguments.cuts else 1
 
 
 if __name__ == "__main__":

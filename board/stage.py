@@ -1,21 +1,22 @@
 """The emulated board as a stage."""
 
 import time
-from collections.abc import Callable, Sequence
-from contextlib import suppress
+from collections.abc import Callable, Iterator, Sequence
+from contextlib import contextmanager, suppress
 from functools import cached_property
 from pathlib import Path
 
-from PIL.Image import Image
+from PIL import Image
 
 from board.emulator import Emulator, Machine
 from board.firmware import Firmware
-from board.images import run
+from board.layout import described
 from board.monitor import Gone
-from board.storage import Storage
+from board.storage import Storage, scripts_of_update
+from rehearsal.description import Description
 from rehearsal.holdings import Holdings
-from rehearsal.reader import ours
-from rehearsal.sandbox.instrument import SIMULATOR
+from rehearsal.reader import OURS
+from rehearsal.sandbox.instrument import Tools
 from rehearsal.stage import (
     Complained,
     Ended,
@@ -23,13 +24,12 @@ from rehearsal.stage import (
     Rebooted,
     Said,
     Scene,
-    ScriptEnded,
-    ScriptStarts,
     Setting,
     Stage,
     StageError,
     Started,
     Window,
+    script_event,
 )
 
 UPDATES = {False: "4.07", True: "4.08"}  # the version that a stick holds, and a download
@@ -59,28 +59,33 @@ class BoardStage(Stage):
             raise StageError(f"the board's screen is {SCREENS[0]}")
         if setting.by_hand:
             raise StageError("the board's screen is no window that could be touched")
-        if setting.description.file.resolve() != ours().file:
-            raise StageError("the board is our own instrument: another description is rehearsed in the sandbox")
         self._setting = setting
+        width, height = (int(side) for side in setting.size.split("x"))
+        self._size = (width, height)
         self._storage: Storage | None = None
         self._board: Emulator | None = None
         self._to_plug: Path | None = None
         self._is_up = self._ended_told = False
         self._reboots = 0
-        self._shown: Image | None = None  # the picture given last
-        self._seen: Image | None = None  # the one fetched last
+        self._shown: Image.Image | None = None  # the picture given last
+        self._seen: Image.Image | None = None  # the one fetched last
         self._looked_at = 0.0
         self.cache: Path | None = None  # the socket of a server that plays the storage
 
+    @staticmethod
+    def describe(description: Description) -> Description:
+        if description.file.resolve() != OURS:
+            raise StageError("the board is our own instrument: another description is rehearsed in the sandbox")
+        return described(description)
+
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:
         """The same as in the sandbox, with a root file system that starts."""
-        images = self._setting.scratch / "images"
+        scratch, leash = self._setting.scratch, self._setting.leash
+        images = scratch / "images"
         images.mkdir(exist_ok=True)
-        root = self._firmware.root_image(UPDATES[archive], SIMULATOR / "scripts")
+        root = self._firmware.root_image(UPDATES[archive], *scripts_of_update(scratch, leash))
         (images / "rootfs.img").symlink_to(root)
-        run(
-            [SIMULATOR / ("make-archive" if archive else "make-stick"), *kind, path], more={"GIVEN_IMAGES": str(images)}
-        )
+        Tools(scratch, leash).run("make-archive" if archive else "make-stick", *kind, path, images=images)
 
     def prepare(self, scene: Scene) -> list[str]:
         self._storage = Storage(self._firmware, scene, self._setting.scratch, self._setting.leash)
@@ -113,8 +118,8 @@ class BoardStage(Stage):
         board = self._running
         status = board.ended()
         board.turn()
-        events = [event for line in board.console.take() if (event := self._said(line.rstrip("\r")))]
-        events += [self._script(line) for line in board.journal.take()]
+        events = [event for line in board.console.take() if (event := self._said(line.strip("\r")))]
+        events += [script_event(line) for line in board.journal.take()]
         if status is not None and not (events or self._ended_told):
             self._ended_told = True
             self._reboots += board.restarted
@@ -129,7 +134,7 @@ class BoardStage(Stage):
             self._look()
         return self._seen is not self._shown
 
-    def picture(self) -> Image:
+    def picture(self) -> Image.Image:
         self._look()
         self._shown = self._seen
         if not self._shown:
@@ -143,14 +148,29 @@ class BoardStage(Stage):
         return None
 
     def holdings(self) -> Holdings:
+        with self.standing_still():
+            return self._there.holdings(self._reboots)
+
+    @contextmanager
+    def standing_still(self) -> Iterator[None]:
+        """Time stands still on the board meanwhile, and all that it has written is in its files."""
         board = self._board
         if not board or board.ended() is not None:
-            return self._there.holdings(self._reboots)
+            yield
+            return
         board.freeze()
         try:
-            return self._there.holdings(self._reboots)
+            yield
         finally:
             board.thaw()
+
+    def type(self, text: str) -> None:
+        """Gives the board's console something to read."""
+        self._running.type(text)
+
+    def worked(self) -> float:
+        """Seconds of processor time that the board has taken since its power-on."""
+        return self._running.worked()
 
     def cut_power(self) -> None:
         """Ends everything on the board at once; only what its storage has taken is left."""
@@ -177,14 +197,13 @@ class BoardStage(Stage):
 
     def power_on(self, parameters: str = "") -> None:
         """With these words more on the kernel's command line."""
-        width, height = (int(side) for side in self._setting.size.split("x"))
         firmware = self._firmware
         self._board = Emulator(
             Machine(
                 firmware.kernel,
                 firmware.initrd,
                 self._there.image,
-                (width, height),
+                self._size,
                 self._setting.scratch,
                 parameters,
                 None if self._reboots else self._there.medium,
@@ -202,7 +221,8 @@ class BoardStage(Stage):
     def _look(self) -> None:
         self._looked_at = time.monotonic()
         with suppress(Gone):  # the last picture stays
-            image = self._running.picture()
+            # until the board is up the emulator shows words of its own
+            image = self._running.picture() if self._is_up else Image.new("RGB", self._size)
             if image != self._seen:
                 self._seen = image
 
@@ -219,20 +239,15 @@ class BoardStage(Stage):
             self._to_plug = None
         return Said(line)
 
-    @staticmethod
-    def _script(line: str) -> Event:
-        event, name, *result = line.split(" ", 3)
-        return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
-
     @cached_property
     def _firmware(self) -> Firmware:
         """Built when it is asked for first, which may take minutes."""
         return Firmware(print)
 
     @property
-    def storage(self) -> Path:
-        """The file that is the internal storage."""
-        return self._there.image
+    def files(self) -> list[Path]:
+        """Those that are the internal storage and, if one was plugged, the stick."""
+        return [self._there.image, *([self._there.stick] if self._there.stick else [])]
 
     @property
     def _there(self) -> Storage:

@@ -9,30 +9,71 @@ from fnmatch import fnmatch
 from pathlib import Path
 
 from board.firmware import Firmware
-from board.images import MEGABYTE, copy_sparse, make_ext4, make_fat, read_ext4, read_fat, run, write_file, write_text
-from board.layout import BY_NAME, LAYOUT, STORAGE_SIZE, Partition, file_systems, partition_table
+from board.images import (
+    MEGABYTE,
+    copy_sparse,
+    make_ext4,
+    make_fat,
+    read_ext4,
+    read_fat,
+    read_squashfs,
+    run,
+    write_file,
+    write_text,
+)
+from board.layout import (
+    BY_NAME,
+    LAYOUT,
+    STORAGE_SIZE,
+    Partition,
+    described,
+    file_systems,
+    partition_table,
+    slot_sizes,
+)
 from rehearsal.holdings import Holdings
 from rehearsal.leash import Leash
+from rehearsal.plan import WATCHED
 from rehearsal.reader import ours
 from rehearsal.sandbox.instrument import Instrument, Tools
 from rehearsal.sandbox.tree import Tree
-from rehearsal.source import parse_manifest
+from rehearsal.source import download_files, parse_manifest
 from rehearsal.stage import Scene
 
-INSTRUMENT = ours()  # the board is no other
+INSTRUMENT = described(ours())  # the board is no other
+RECOVERY = "mnt/recovery"
 STICK_SIZE = 512 * MEGABYTE  # sparse
 SETTINGS = ("pointercal", "display-size")  # files in /etc that all versions share
 ACTIVE = "mnt/userdata/active"  # a link that the board sets at its start; /home/tesk leads through it
+PARTITION_FILE = INSTRUMENT.versions.active.lstrip("/")
+SCRIPTS, ASIDE = "etc/update", "opt/scripts"  # the second where those lie that are watched
 REQUEST = "download/update_mode"
 LAST = 'name="recoveryfs"'  # the partition that is made last
 MEDIUM_VERSION = "4.05"
+
+
+def describe_storage(scripts: Path) -> None:
+    """Tells our own scripts what the storage of this instrument is like."""
+    (scripts / "storage.sfdisk").write_text(partition_table())
+    (scripts / "filesystems.txt").write_text(file_systems())
+    (scripts / "partitions.txt").write_text(slot_sizes())
+
+
+def scripts_of_update(scratch: Path, leash: Leash) -> tuple[Path, Path]:
+    """What an update brings: our own scripts, watched as those of the installed versions, with the keys that this
+    instrument knows; and the scripts themselves."""
+    place = scratch / "of-update"
+    if not place.exists():
+        Instrument(place, Scene(WATCHED), Tools(scratch, leash))
+        describe_storage(place / SCRIPTS)
+    return place / SCRIPTS, place / ASIDE
 
 
 class Contents(Tree):
     """The board's files, copied out of its file systems, and its slots."""
 
     def __init__(self, root: Path, storage: Path):
-        super().__init__(root)
+        super().__init__(root, INSTRUMENT)
         self._storage = storage
         self._slots = {part.device: part for part in LAYOUT if not part.mount}
 
@@ -71,12 +112,10 @@ class Storage:
         self._readings = itertools.count(1)
         instrument = Instrument(scratch / "instrument", scene, Tools(scratch, leash))
         self.unwatched = instrument.unwatched
-        # the board's root file systems have nothing yet that could verify a signature
-        shutil.rmtree(instrument.root / "etc/update/keys", ignore_errors=True)
         self._instrument = instrument.root
         self.medium: Path | None = None  # what a blank board starts from
         if not scene.scripts:
-            self._describe_storage()
+            describe_storage(instrument.root / SCRIPTS)
         with self.image.open("wb") as file:
             file.truncate(STORAGE_SIZE)
         if scene.blank:
@@ -90,7 +129,8 @@ class Storage:
         return self.stick
 
     def download(self, archive: Path) -> None:
-        write_file(self.image, BY_NAME["recovery"].start, "download/update.zip", archive)
+        for file, path in download_files(archive, INSTRUMENT):
+            write_file(self.image, BY_NAME["recovery"].start, path.removeprefix(f"{RECOVERY}/"), file)
 
     def ask_for(self, mode: str) -> None:
         """Leaves word of the mode that the next start is to have."""
@@ -98,24 +138,32 @@ class Storage:
 
     def holdings(self, reboots: int) -> Holdings:
         if not self._divided():
-            return Holdings(Tree(self._instrument), reboots)
+            return Holdings(Tree(self._instrument, INSTRUMENT), reboots, INSTRUMENT)
         root = self._scratch / f"holdings-{next(self._readings)}"
-        for name, path in (("recovery", "mnt/recovery"), ("userdata", "mnt/userdata"), ("settings", "srv")):
+        for name, path in (("recovery", RECOVERY), ("userdata", "mnt/userdata"), ("settings", "srv")):
             part = BY_NAME[name]
             (root / path).parent.mkdir(parents=True, exist_ok=True)
             read_ext4(self.image, root / path, self._scratch, part.start, part.size)
+        self._read_keys(root)
         self._arrange(root)
         if self.stick:
             read_fat(self.stick, root / "media/usb0")
-        return Holdings(Contents(root, self.image), reboots)
+        return Holdings(Contents(root, self.image), reboots, INSTRUMENT)
+
+    def _read_keys(self, root: Path) -> None:
+        """Those of the version that is active, or of what a blank board has started from; the settings that all
+        versions share come over them."""
+        keys = INSTRUMENT.signature.keys.lstrip("/")
+        if not (root / PARTITION_FILE).exists():
+            shutil.copytree(self._instrument / keys, root / keys)
+        elif part := BY_NAME.get(f"rootfs{(root / PARTITION_FILE).read_text().strip()}"):
+            read_squashfs(self.image, part.start, keys, root)
 
     @staticmethod
     def _arrange(root: Path) -> None:
         """Puts what was read where the instrument itself has it."""
-        (root / "etc").mkdir()
-        for name in SETTINGS:
-            if (root / "srv/etc" / name).exists():
-                shutil.move(root / "srv/etc" / name, root / "etc" / name)
+        shutil.copytree(root / "srv/etc", root / "etc", symlinks=True, dirs_exist_ok=True)
+        shutil.rmtree(root / "srv/etc")
         (root / "var").mkdir()
         shutil.move(root / "srv/log", root / "var/log")
         if (root / "srv/tmp").exists():
@@ -127,9 +175,9 @@ class Storage:
 
     def _make(self, firmware: Firmware, tree: Path) -> None:
         run(["sfdisk", "--quiet", self.image], stdin=partition_table())
-        active = (tree / "mnt/recovery/download/partition_c").read_text().strip()
+        active = (tree / PARTITION_FILE).read_text().strip()
         (tree / ACTIVE).symlink_to(active)
-        trees = {"recovery": tree / "mnt/recovery", "userdata": tree / "mnt/userdata", "settings": self._settings(tree)}
+        trees = {"recovery": tree / RECOVERY, "userdata": tree / "mnt/userdata", "settings": self._settings(tree)}
         for part in LAYOUT:
             if part.name in trees:
                 make_ext4(self.image, trees[part.name], part.size, part.start)
@@ -142,16 +190,11 @@ class Storage:
 
     @property
     def _scripts(self) -> tuple[Path, Path]:
-        return self._instrument / "etc/update", self._instrument / "opt/scripts"
+        return self._instrument / SCRIPTS, self._instrument / ASIDE
 
     def _divided(self) -> bool:
         """Whether the storage has its last partition; a blank one has none."""
         return LAST in run(["sfdisk", "--dump", self.image], allowed=(0, 1))
-
-    def _describe_storage(self) -> None:
-        """Tells our own scripts what the storage of this instrument is like."""
-        (self._scripts[0] / "storage.sfdisk").write_text(partition_table())
-        (self._scripts[0] / "filesystems.txt").write_text(file_systems())
 
     def _make_medium(self, firmware: Firmware) -> Path:
         """What a blank board starts from, with what it begins with in memory."""

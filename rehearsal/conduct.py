@@ -92,11 +92,11 @@ def run(
 
 
 def limits(arguments: argparse.Namespace, stage: Stage, plan: Plan) -> Limits:
-    silence = HAND_SILENCE if arguments.touch else arguments.patience
+    silence = HAND_SILENCE if arguments.touch else arguments.patience * stage.pace
     reboots, settles = REBOOTS_WITHIN * stage.pace, SETTLES_WITHIN * stage.pace
     return Limits(
         silence,
-        10 * silence * stage.pace,
+        10 * silence,
         reboots if comes_back(plan.mode, plan.outcome) else settles,
         reboots if plan.mode.network else settles,
     )
@@ -180,7 +180,7 @@ def keep_outputs(record: Record, folder: Path) -> None:
 
 def perform(arguments: argparse.Namespace) -> int:
     """A rehearsal on a stage of its own, of which nothing is left when it comes back, however it does."""
-    description = description_of(arguments)
+    description = STAGES[arguments.on].describe(description_of(arguments))
     leash, screen_leash = Leash(), Leash(signal.SIGTERM)
     scratch = Path(tempfile.mkdtemp(prefix="rehearsal-"))
     keeper = Keeper((leash, screen_leash), scratch)

@@ -7,7 +7,7 @@ import hashlib
 import math
 import os
 import zipfile
-from collections.abc import Sequence
+from collections.abc import Iterator, Sequence
 from pathlib import Path
 
 from rehearsal import signature
@@ -17,11 +17,20 @@ from rehearsal.reader import ours
 PROGRAM_BOOTLOADER = "V4.05.00"
 LARGEST = 1 << 30  # bytes; what is larger is no part of an update, and is not read
 LARGEST_LIST = 1 << 20
+DOWNLOAD = "/mnt/recovery/download/update.zip"  # where a description does not say it
 
 
 def parse_manifest(text: str) -> dict[str, str]:
     """A manifest's values; a key given twice has its last one."""
     return dict(line.split("=", 1) for line in text.replace("\r", "").split("\n") if "=" in line)
+
+
+def download_files(archive: Path, description: Description) -> Iterator[tuple[Path, str]]:
+    """An archive and, if there is one, its signature, each with its place on the instrument without the first slash."""
+    yield archive, (description.update.download or DOWNLOAD).lstrip("/")
+    beside = archive.with_name(f"{archive.name}{signature.BESIDE}")
+    if description.signature.download_signature and beside.is_file():
+        yield beside, description.signature.download_signature.lstrip("/")
 
 
 class Source:

@@ -74,6 +74,12 @@ UNSTARTABLE = "unstartable"
 Event = Said | Complained | ScriptStarts | ScriptEnded | Rebooted | Started | Ended
 
 
+def script_event(line: str) -> Event:
+    """What a watched script reports: "start NAME", "end NAME CODE" or "end NAME unstartable REASON"."""
+    event, name, *result = line.split(" ", 3)
+    return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
+
+
 @dataclass(frozen=True)
 class Window:
     """A window of the program."""
@@ -114,6 +120,11 @@ class Stage(ABC):
     tells_windows = True  # without, the screens of a tour are told from nothing but their pictures
     comes_back = False  # after a reboot it can be started again, from what it holds then
     looks_every: float | None = None  # seconds after which to ask again, if the descriptors do not tell all
+
+    @staticmethod
+    def describe(description: Description) -> Description:
+        """The instrument of a description as it is on this stage; what the stage is made with."""
+        return description
 
     @abstractmethod
     def make_update(self, kind: Sequence[str], archive: bool, path: Path) -> None:

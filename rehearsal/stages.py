@@ -1,12 +1,9 @@
 """What an update can be rehearsed on."""
 
-from collections.abc import Callable
-
 from board.stage import BoardStage
 from rehearsal.sandbox.stage import SandboxStage
-from rehearsal.stage import Setting, Stage
 
-STAGES: dict[str, Callable[[Setting], Stage]] = {
+STAGES: dict[str, type[SandboxStage] | type[BoardStage]] = {
     "sandbox": SandboxStage,
     "board": BoardStage,
 }

@@ -29,8 +29,10 @@ class Tools:
     def __init__(self, temporary: Path, leash: Leash):
         self._temporary, self._leash = temporary, leash
 
-    def run(self, name: str, *arguments: str | Path) -> None:
+    def run(self, name: str, *arguments: str | Path, images: Path | None = None) -> None:
+        """Those that make an update take the images of a directory in place of their own."""
         command = [str(SIMULATOR / name), *map(str, arguments)]
+        given = {"GIVEN_IMAGES": str(images)} if images else {}
         try:
             done = subprocess.run(
                 command,
@@ -38,7 +40,7 @@ class Tools:
                 capture_output=True,
                 text=True,
                 errors="replace",
-                env={**os.environ, "TMPDIR": str(self._temporary)},
+                env={**os.environ, "TMPDIR": str(self._temporary), **given},
                 pass_fds=[self._leash.end],
                 timeout=MAKES_WITHIN,
                 check=False,

@@ -15,7 +15,7 @@ from rehearsal.lines import Lines
 from rehearsal.sandbox.instrument import GATE, JOURNAL, SIMULATOR, Instrument, Tools
 from rehearsal.sandbox.xdisplay import DisplayGone, XDisplay
 from rehearsal.sandbox.xserver import XServer
-from rehearsal.signature import BESIDE
+from rehearsal.source import download_files
 from rehearsal.stage import (
     Complained,
     Ended,
@@ -23,15 +23,12 @@ from rehearsal.stage import (
     Rebooted,
     Said,
     Scene,
-    ScriptEnded,
-    ScriptStarts,
     Setting,
     Stage,
     StageError,
     Window,
+    script_event,
 )
-
-DOWNLOAD = "mnt/recovery/download/update.zip"
 
 
 @contextmanager
@@ -103,13 +100,7 @@ class Run:
             os.close(descriptor)
 
     def _scripts(self) -> list[Event]:
-        return [self._script(line) for line in self._journal.take()]
-
-    @staticmethod
-    def _script(line: str) -> Event:
-        """A watcher's report: "start NAME", "end NAME CODE" or "end NAME unstartable REASON"."""
-        event, name, *result = line.split(" ", 3)
-        return ScriptStarts(name) if event == "start" else ScriptEnded(name, *result)
+        return [script_event(line) for line in self._journal.take()]
 
 
 class SandboxStage(Stage):
@@ -139,16 +130,10 @@ class SandboxStage(Stage):
         self._tools.run("unplug-stick", self._there.root)
 
     def download(self, archive: Path) -> None:
-        told = self._setting.description
-        self._copy(archive, told.update.download or DOWNLOAD)
-        signature = archive.with_name(f"{archive.name}{BESIDE}")
-        if told.signature.download_signature and signature.is_file():
-            self._copy(signature, told.signature.download_signature)
-
-    def _copy(self, file: Path, path: str) -> None:
-        place = self._there.root / path.lstrip("/")
-        place.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy(file, place)
+        for file, path in download_files(archive, self._setting.description):
+            place = self._there.root / path
+            place.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(file, place)
 
     def start(self, option: str | None, say: Callable[[str], None]) -> None:
         self._server = self._open_screen(say)

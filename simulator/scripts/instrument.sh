@@ -151,7 +151,8 @@ manifest_value() {
 # Puts FILE.new in the place of FILE in one step: power lost at any moment leaves the old file or the
 # new one.
 commit_file() {
-    sync "$1.new" && mv "$1.new" "$1" && sync "$(dirname "$1")"
+    # on a stick with FAT the new name stands for an empty file until the file itself is synced once more
+    sync "$1.new" && mv "$1.new" "$1" && sync "$1" "$(dirname "$1")"
 }
 
 # The same with what standard input brings.

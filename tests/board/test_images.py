@@ -7,7 +7,18 @@ from pathlib import Path
 
 import places  # noqa: F401  makes the board known
 
-from board.images import MEGABYTE, copy_sparse, make_ext4, make_fat, read_ext4, read_fat, write_text
+from board.images import (
+    MEGABYTE,
+    add_to_squashfs,
+    copy_sparse,
+    make_ext4,
+    make_fat,
+    read_ext4,
+    read_fat,
+    read_squashfs,
+    write_text,
+)
+from rehearsal.stage import StageError
 
 
 class Images(unittest.TestCase):
@@ -20,6 +31,35 @@ class Images(unittest.TestCase):
         (self.tree / "night shift/recipe.txt").write_text("setpoint=41.5\n")
         (self.tree / "secret").write_text("pin\n")
         (self.tree / "secret").chmod(0o600)
+
+    def test_squashfs_gives_back_a_directory_wherever_it_lies(self) -> None:
+        (self.tree / "etc/keys").mkdir(parents=True)
+        (self.tree / "etc/keys/maker.pub").write_text("a key\n")
+        image, whole, back = (self.scratch / name for name in ("image", "whole", "back"))
+        add_to_squashfs(image, self.tree)
+        more = self.scratch / "more"
+        more.mkdir()
+        (more / "version").write_text("4.07\n")
+        add_to_squashfs(image, more)
+        whole.write_bytes(bytes(MEGABYTE) + image.read_bytes() + bytes(MEGABYTE))
+        back.mkdir()
+        read_squashfs(whole, MEGABYTE, "etc/keys", back)
+        self.assertEqual((back / "etc/keys/maker.pub").read_text(), "a key\n")
+        self.assertFalse((back / "secret").exists())
+        read_squashfs(whole, MEGABYTE, "version", back)
+        self.assertEqual((back / "version").read_text(), "4.07\n")
+
+    def test_a_place_without_squashfs_holds_no_directory(self) -> None:
+        image, back = self.scratch / "image", self.scratch / "back"
+        image.write_bytes(bytes(2 * MEGABYTE))
+        back.mkdir()
+        read_squashfs(image, MEGABYTE, "etc/keys", back)
+        self.assertEqual(list(back.iterdir()), [])
+
+    def test_a_stick_takes_no_links(self) -> None:
+        (self.tree / "link").symlink_to("secret")
+        with self.assertRaisesRegex(StageError, "link is neither file nor directory"):
+            make_fat(self.scratch / "stick", self.tree, 40 * MEGABYTE)
 
     def test_ext4_gives_back_what_it_was_made_from(self) -> None:
         (self.tree / "link").symlink_to("night shift/recipe.txt")

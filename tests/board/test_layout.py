@@ -4,7 +4,8 @@ import unittest
 
 from places import REPOSITORY
 
-from board.layout import ALIGNED_TO, LAYOUT, SECTOR, STORAGE_SIZE, UNITS, partition_table
+from board.layout import ALIGNED_TO, LAYOUT, SECTOR, STORAGE_SIZE, UNITS, described, partition_table, slot_sizes
+from rehearsal.reader import ours
 
 
 class Layout(unittest.TestCase):
@@ -15,6 +16,15 @@ class Layout(unittest.TestCase):
             self.assertGreaterEqual(devices[f"dev/mmcblk0{name}"], int(size[:-1]) * UNITS[size[-1]], name)
         self.assertIn("dev/mmcblk0boot0", devices)
         self.assertIn("dev/mmcblk0boot1", devices)
+
+    def test_scripts_know_the_slots_before_there_are_any(self) -> None:
+        sizes = dict(line.split() for line in slot_sizes().splitlines())
+        for device, part in described(ours()).partitions.items():
+            self.assertEqual(sizes[device.removeprefix("mmcblk0")], f"{part.size // UNITS['M']}M", device)
+
+    def test_a_version_that_starts_fits_into_its_partition(self) -> None:
+        sizes = {name: part.size for name, part in described(ours()).partitions.items()}
+        self.assertGreater(sizes["mmcblk0p7"], ours().partitions["mmcblk0p7"].size)
 
     def test_nothing_overlaps(self) -> None:
         end = ALIGNED_TO  # the table itself

@@ -10,34 +10,32 @@ from places import REPOSITORY
 
 
 class Sabotage(unittest.TestCase):
-    def test_image_script_does_nothing(self) -> None:
+    def with_scripts(self, **texts: str) -> BoardRehearsal:
+        """A rehearsal with other texts in place of some scripts, by what they are for."""
         scripts = Scripts(self)
-        scripts.replace("5-USB-recoverykernel.sh", "exit 0")
-        rehearsal = BoardRehearsal(self, "--scripts", scripts.directory, "--instrument", DESCRIPTION)
+        for name, text in texts.items():
+            scripts.replace(SCRIPTS[name], text)
+        return BoardRehearsal(self, "--scripts", scripts.directory, "--instrument", DESCRIPTION)
+
+    def test_image_script_does_nothing(self) -> None:
+        rehearsal = self.with_scripts(recovery_kernel="exit 0")
         rehearsal.assert_found_out("p3    recovery kernel", "as before")
         rehearsal.assert_found_out("active partition", "1")
 
     def test_switch_without_a_write(self) -> None:
         """What the screen says is the same, what the board starts is not."""
-        scripts = Scripts(self)
-        scripts.replace("7-USB-rootfs.sh", "exit 0")
-        scripts.replace("11-SetNextPartition.sh", "echo 7 >/mnt/recovery/download/partition_c; sync")
-        rehearsal = BoardRehearsal(self, "--scripts", scripts.directory, "--instrument", DESCRIPTION)
-        rehearsal.assert_found_out("p7    root file system of 7", "as before")
-        rehearsal.assert_found_out("comes back as", "firmware 4.06 from version partition 7")
+        rehearsal = self.with_scripts(
+            root_file_system="exit 0", switch="echo 7 >/mnt/recovery/download/partition_c; sync"
+        )
+        rehearsal.assert_found_out("p7    root file system of 7", "differs from rootfs.img")
+        rehearsal.assert_found_out("comes back as", "nothing")
 
     def test_restart_into_the_old_version(self) -> None:
-        scripts = Scripts(self)
-        scripts.replace("11-Reboot.sh", "echo 1 >/mnt/recovery/download/partition_c; sync; /sbin/reboot")
-        rehearsal = BoardRehearsal(self, "--scripts", scripts.directory, "--instrument", DESCRIPTION)
+        rehearsal = self.with_scripts(restart="echo 1 >/mnt/recovery/download/partition_c; sync; /sbin/reboot")
         rehearsal.assert_found_out("comes back as", "firmware 4.05 from version partition 1")
 
     def test_no_restart(self) -> None:
-        scripts = Scripts(self)
-        scripts.replace("11-Reboot.sh", "exit 0")
-        BoardRehearsal(self, "--scripts", scripts.directory, "--instrument", DESCRIPTION).assert_found_out(
-            "reboots", "none"
-        )
+        self.with_scripts(restart="exit 0").assert_found_out("reboots", "none")
 
     def test_root_file_system_that_does_not_start(self) -> None:
         """An update that is whole, and whose sums fit, but whose root file system is none."""
@@ -47,6 +45,13 @@ class Sabotage(unittest.TestCase):
             rehearsal = BoardRehearsal(self, "--stick", stick)
         rehearsal.assert_found_out("comes back as", "nothing")
 
+
+SCRIPTS = {
+    "recovery_kernel": "5-USB-recoverykernel.sh",
+    "root_file_system": "7-USB-rootfs.sh",
+    "switch": "11-SetNextPartition.sh",
+    "restart": "11-Reboot.sh",
+}
 
 if __name__ == "__main__":
     unittest.main()
