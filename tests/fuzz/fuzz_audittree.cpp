@@ -1,17 +1,18 @@
 #include "audit/audit.h"
 #include "audit/report.h"
-#include "tests/audit/instrumenttree.h"
 #include "tests/fuzz/finding.h"
 
+#include <QDir>
 #include <QFile>
 #include <QJsonDocument>
+#include <QTemporaryDir>
 
 #include <cctype>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-// Any damage to an instrument's tree: the audit comes to its end, tells nothing of what lies
+// Any directory tree as an instrument's: the audit comes to its end, tells nothing of what lies
 // outside, and its reports can be read. The input is a row of deeds, each a byte for the deed, one
 // for the place, one for how many bytes of content follow, and the content.
 
@@ -53,45 +54,43 @@ void put(const QByteArray &path, const QByteArray &content)
 }
 
 /// What cannot be done is left undone.
-void damage(unsigned char deed, const QByteArray &path, const QByteArray &content)
+void carryOut(int deed, const QByteArray &path, const QByteArray &content)
 {
-    switch (deed % 7) {
+    if (deed != 0 && deed < 5)
+        unlink(path.constData());
+    const char first = content.isEmpty() ? '\0' : content.at(0);
+    [[maybe_unused]] int failed = 0;
+    switch (deed) {
     case 0:
-        put(path, content);
-        break;
+        return put(path, content);
     case 1:
-        unlink(path.constData());
-        break;
+        return;
     case 2:
-        unlink(path.constData());
-        if (symlink(content.constData(), path.constData()) != 0)
-            return;
-        break;
+        failed = symlink(content.constData(), path.constData());
+        return;
     case 3:
-        unlink(path.constData());
-        mkdir(path.constData(), 0755);
-        break;
+        failed = mkdir(path.constData(), 0755);
+        return;
     case 4:
-        unlink(path.constData());
-        mkfifo(path.constData(), 0644);
-        break;
+        failed = mkfifo(path.constData(), 0644);
+        return;
     case 5:
-        chmod(path.constData(), content.isEmpty() ? 0 : static_cast<mode_t>(content.at(0)) & 0777U);
-        break;
+        failed = chmod(path.constData(), static_cast<mode_t>(first) & 0777U);
+        return;
     default:
-        if (truncate(path.constData(), content.isEmpty() ? 1LL << 40 : content.at(0)) != 0)
-            return;
+        failed = truncate(path.constData(), content.isEmpty() ? 1LL << 40 : first);
     }
 }
 
-void damageAll(const InstrumentTree &instrument, QByteArray bytes)
+void build(const QString &top, QByteArray bytes)
 {
     while (bytes.size() >= 3) {
+        const int deed = static_cast<unsigned char>(bytes.at(0)) % 7;
         const auto place = static_cast<unsigned char>(bytes.at(1)) % std::size(places);
         const int length = static_cast<unsigned char>(bytes.at(2));
-        damage(static_cast<unsigned char>(bytes.at(0)),
-               QFile::encodeName(instrument.real(QString::fromLatin1(places[place]))),
-               bytes.mid(3, length));
+        const QString path = top + QString::fromLatin1(places[place]);
+        QDir().mkpath(path.section(QLatin1Char('/'), 0, -2));
+        carryOut(deed, QFile::encodeName(path), bytes.mid(3, length));
         bytes = bytes.mid(3 + length);
     }
 }
@@ -119,13 +118,13 @@ void judge(const QByteArray &report)
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char *data, std::size_t size)
 {
     put("/tmp/outside", secret);
-    const InstrumentTree instrument;
-    damageAll(instrument, inputBytes(data, size));
+    const QTemporaryDir instrument;
+    build(instrument.path(), inputBytes(data, size));
 
     Report report;
-    report.root = instrument.top();
-    look(instrument.top(), Tree::StayInside, auditInstrument, report);
-    look(instrument.top(), Tree::MustNotLeave, auditStick, report);
+    report.root = instrument.path();
+    look(instrument.path(), Tree::StayInside, auditInstrument, report);
+    look(instrument.path(), Tree::MustNotLeave, auditStick, report);
     judge(textReport(report));
     judge(jsonReport(report));
     QJsonParseError error = {};

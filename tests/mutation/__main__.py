@@ -20,11 +20,12 @@ KNOWN = Path(__file__).with_name("without-effect.txt")
 
 def arguments() -> argparse.Namespace:
     parser = argparse.ArgumentParser(prog="tests/mutation/run", description=__doc__)
-    parser.add_argument("folder", nargs="?", choices=FOLDERS, help="of this folder's sources only")
+    parser.add_argument("folder", nargs="*", help="of these folders' sources only")
     parser.add_argument("--sample", metavar="N", type=int, help="so many, chosen at random, instead of all")
     parser.add_argument("--seed", type=int, default=1, help="which ones; 1 unless said otherwise")
     parser.add_argument("--skip", metavar="N", type=int, default=0, help="begin with a later one of the sample")
     parser.add_argument("--jobs", type=int, default=1, help="copies of the tree side by side")
+    parser.add_argument("--linking", action="store_true", help="only tests that link the program, none that run it")
     parser.add_argument("--list", action="store_true", help="only print the mutants")
     return parser.parse_args()
 
@@ -45,7 +46,8 @@ def without_effect(text: str) -> dict[tuple[str, str, str], str]:
 
 
 class Run:
-    def __init__(self, chosen: list[Mutant]) -> None:
+    def __init__(self, chosen: list[Mutant], linking: bool) -> None:
+        self.linking = linking
         self.waiting: queue.SimpleQueue[Mutant] = queue.SimpleQueue()
         for mutant in chosen:
             self.waiting.put(mutant)
@@ -61,9 +63,8 @@ class Run:
             print(mutant, f"    {verdict.word}: {verdict.by}".rstrip(": "), sep="\n", flush=True)
 
     def work(self, number: int) -> None:
-        bench = Bench(TOP / "build" / "mutation" / str(number))
+        bench = Bench(TOP / "build" / "mutation" / str(number), self.linking)
         try:
-            bench.time_without_a_mutant()
             with contextlib.suppress(queue.Empty):
                 while True:
                     self.judge(bench, self.waiting.get_nowait())
@@ -79,13 +80,13 @@ class Run:
 
 def main() -> int:
     options = arguments()
-    chosen = mutants(TOP, (options.folder,) if options.folder else FOLDERS)
+    chosen = mutants(TOP, options.folder or FOLDERS)
     if options.sample:
         chosen = random.Random(options.seed).sample(chosen, min(options.sample, len(chosen)))[options.skip :]
     if options.list:
         print(*chosen, sep="\n")
         return 0
-    run = Run(chosen)
+    run = Run(chosen, options.linking)
     threads = [threading.Thread(target=run.work, args=[number]) for number in range(options.jobs)]
     for thread in threads:
         thread.start()

@@ -1,7 +1,7 @@
 """Every small change to a source of the program: one constant, text, operator, call or pair of rows at a time."""
 
 import re
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 from dataclasses import dataclass
 from pathlib import Path
 
@@ -59,6 +59,10 @@ class Mutant:
     source: str  # the whole file as it was
 
     @property
+    def folder(self) -> str:
+        return self.file.partition("/")[0]
+
+    @property
     def mutated(self) -> str:
         return self.source[: self.start] + self.replacement + self.source[self.end :]
 
@@ -82,13 +86,14 @@ class Mutant:
 
 def other_text(text: str) -> str:
     """The text with the letter or sign in its middle changed; what has none to change becomes another."""
-    places = [match.start() for match in re.finditer(r"(?<![\\&])\w(?!\w*;)", text)]
-    places = places or [match.start() for match in re.finditer(r"(?<!\\)[^\\&]", text)]
+    plain = re.sub(r"\\.|&\w+;", lambda match: "\0" * len(match.group()), text)
+    places = [place for place, sign in enumerate(plain) if sign.isalnum()]
+    places = places or [place for place, sign in enumerate(plain) if sign != "\0"]
     if not places:
         return "x"
     place = places[len(places) // 2]
-    letter = text[place]
-    changed = "#" if not letter.isalnum() else chr(ord(letter) + (-1 if letter in "zZ9" else 1))
+    sign = text[place]
+    changed = chr(ord(sign) + (-1 if sign in "zZ9" else 1)) if sign.isalnum() else "#"
     return text[:place] + changed + text[place + 1 :]
 
 
@@ -176,7 +181,7 @@ def changes(suffix: str, source: str) -> Iterator[tuple[int, int, str]]:
         yield from dropped_statements(source)
 
 
-def mutants(top: Path, folders: tuple[str, ...] = FOLDERS) -> list[Mutant]:
+def mutants(top: Path, folders: Sequence[str] = FOLDERS) -> list[Mutant]:
     found = []
     for folder in folders:
         for path in sorted((top / folder).iterdir()):
