@@ -1,6 +1,7 @@
 #include "common/devicefile.h"
 #include "tests/support/instrument.h"
 
+#include <QDir>
 #include <QFile>
 #include <QtTest>
 
@@ -15,6 +16,7 @@ private slots:
     void opens_data();
     void opens();
     void isReadAsText();
+    void leavesNothingOpen();
 };
 
 void TestDeviceFile::opens_data()
@@ -64,6 +66,19 @@ void TestDeviceFile::isReadAsText()
     QVERIFY(openForReading(text, QIODevice::ReadOnly | QIODevice::Text));
     QCOMPARE(text.readAll(), QByteArray("one\ntwo"));
     QVERIFY(!text.isWritable());
+}
+
+/// The descriptors of this process, that of the listing included.
+static uint openDescriptors() { return QDir(QStringLiteral("/proc/self/fd")).count(); }
+
+void TestDeviceFile::leavesNothingOpen()
+{
+    const uint before = openDescriptors();
+    for (const char *path : {"/proc/self/status", "/proc/self/pagemap", "/dev/null", "/tmp"}) {
+        QFile file(QString::fromLatin1(path));
+        openForReading(file);
+    }
+    QCOMPARE(openDescriptors(), before);
 }
 
 QTEST_GUILESS_MAIN(TestDeviceFile)

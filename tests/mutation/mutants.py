@@ -72,9 +72,11 @@ class Mutant:
 
     @property
     def change(self) -> tuple[str, str]:
-        """The lines concerned, before and after."""
+        """The lines concerned, before and after; with the line above where there is little to know them by."""
         first = self.source.rfind("\n", 0, self.start) + 1
         last = self.source.find("\n", max(self.start, self.end - 1))
+        if last - first < 20:
+            first = self.source.rfind("\n", 0, max(first - 1, 0)) + 1
         before = self.source[first:last]
         after = self.source[first : self.start] + self.replacement + self.source[self.end : last]
         return before, after

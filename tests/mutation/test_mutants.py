@@ -78,8 +78,12 @@ class Program(unittest.TestCase):
         self.assertEqual({mutant.file.partition("/")[0] for mutant in mutants(TOP)}, set(FOLDERS))
 
     def test_says_where(self) -> None:
-        mutant = Mutant("a.cpp", 4, 5, "2", "a\nb 1 c\n")
-        self.assertEqual(str(mutant), "a.cpp:2\n    - b 1 c\n    + b 2 c")
+        mutant = Mutant("a.cpp", 12, 13, "2", "above\nbelow 1, a long line\n")
+        self.assertEqual(str(mutant), "a.cpp:2\n    - below 1, a long line\n    + below 2, a long line")
+
+    def test_says_what_is_above_a_short_line(self) -> None:
+        mutant = Mutant("a.cpp", 22, 28, "", "    if (everything)\n  return;\n")
+        self.assertEqual(mutant.change, ("    if (everything)\n  return;", "    if (everything)\n  ;"))
 
 
 if __name__ == "__main__":
