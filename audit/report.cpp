@@ -27,6 +27,20 @@ QString printable(const QString &text)
     return result;
 }
 
+/// The same for JSON, whose strings know only the second way. Its own line breaks stay.
+QByteArray printableJson(const QByteArray &json)
+{
+    const QString text = QString::fromUtf8(json);
+    QString result;
+    for (const QChar sign : text) {
+        if (sign.isPrint() || sign.isSurrogate() || sign == QLatin1Char('\n'))
+            result += sign;
+        else
+            result += QStringLiteral("\\u%1").arg(sign.unicode(), 4, 16, QLatin1Char('0'));
+    }
+    return result.toUtf8();
+}
+
 QString place(const Finding &finding)
 {
     return finding.line ? finding.path + QLatin1Char(':') + QString::number(finding.line)
@@ -180,7 +194,7 @@ QByteArray jsonReport(const Report &report)
     };
     if (!report.root.isEmpty())
         object.insert(QStringLiteral("modes"), modesJson(report.findings));
-    return QJsonDocument(object).toJson();
+    return printableJson(QJsonDocument(object).toJson());
 }
 
 QByteArray modesReport(const Report &report)

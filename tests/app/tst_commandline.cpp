@@ -18,6 +18,8 @@ private slots:
     void endsAtOnceWithoutDisplay();
     void toolkitOptionsAreLeftToTheToolkit_data();
     void toolkitOptionsAreLeftToTheToolkit();
+    void optionsOfTheDisplayAreLeftToTheDisplay_data();
+    void optionsOfTheDisplayAreLeftToTheDisplay();
     void helpOfEverythingListsTheToolkitsOptions();
     void helpListsTheOptions();
     void starts_data();
@@ -134,6 +136,26 @@ void TestCommandLine::toolkitOptionsAreLeftToTheToolkit()
     Program program(given.split(QLatin1Char(' ')));
     QVERIFY2(program.prints("\nCurrent bootloader version = V4.05.00\n\n"),
              program.errors().constData());
+}
+
+// Those that only this platform takes: it asks for its display before anything is called a mistake.
+void TestCommandLine::optionsOfTheDisplayAreLeftToTheDisplay_data()
+{
+    QTest::addColumn<QString>("given");
+    for (const char *given : {"-display :9", "-dograb", "-geometry 640x480", "-icon none",
+                              "-name updater", "-nograb", "-title updater", "-visual 1"})
+        QTest::newRow(given) << QString::fromLatin1(given);
+}
+
+void TestCommandLine::optionsOfTheDisplayAreLeftToTheDisplay()
+{
+    qunsetenv("DISPLAY");
+    QFETCH(QString, given);
+    Program program(given.split(QLatin1Char(' ')), QStringLiteral("xcb"));
+    QCOMPARE(program.exitCode(), -1);
+    QVERIFY2(program.errors().contains("could not connect to display"),
+             program.errors().constData());
+    QVERIFY2(!program.errors().contains("Unknown option"), program.errors().constData());
 }
 
 void TestCommandLine::helpOfEverythingListsTheToolkitsOptions()

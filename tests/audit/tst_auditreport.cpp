@@ -214,6 +214,23 @@ private slots:
         QVERIFY(!text.contains('\x1b'));
     }
 
+    // JSON itself lets pass what some terminals take for the beginning of a command, and what turns
+    // lines round.
+    void hostileNamesAreWrittenOutForMachines()
+    {
+        InstrumentTree instrument;
+        instrument.write(logList,
+                         "x,/var/log,\x1b\x7f\xc2\x9b\xe2\x80\xae\xc3\xa4\xf0\x9f\x98\x80\n");
+        const QByteArray text = jsonReport(reportOn(instrument));
+        QVERIFY2(text.contains("\\u001b\\u007f\\u009b\\u202e\xc3\xa4\xf0\x9f\x98\x80\\\" is grey"),
+                 text.constData());
+        const QJsonArray findings
+            = QJsonDocument::fromJson(text).object().value(QStringLiteral("findings")).toArray();
+        QCOMPARE(findings.at(0).toObject().value(QStringLiteral("seen")).toString(),
+                 QString::fromUtf8("\"\x1b\x7f\xc2\x9b\xe2\x80\xae\xc3\xa4\xf0\x9f\x98\x80\" is "
+                                   "grey and cannot be opened"));
+    }
+
     void manyOfAKindAreCounted()
     {
         InstrumentTree instrument;

@@ -81,6 +81,8 @@ void TestManifestReader::lines_data()
     row("comment", "#core_build=7\n;b=1\n//c=2\n-d=3\n.e=4\n\"f\"=5\n");
     row("word characters", "_a=1\n9=2\nZ=3\nz-*.!=4\n",
         {{"_a", "1"}, {"9", "2"}, {"Z", "3"}, {"z-*.!", "4"}});
+    // a mark by itself, which letters are put together with
+    row("marks", "\xCC\x81x=1\n\xE2\x83\x9D=2\n", {{"\xCC\x81x", "1"}, {"\xE2\x83\x9D", "2"}});
     row("other letters", "\xC3\xA9=1\n\xC3\x9Fx=2\n\xD9\xA3=3\n\xE2\x82\xAC=4\n",
         {{"\xC3\xA9", "1"}, {"\xC3\x9Fx", "2"}, {"\xD9\xA3", "3"}}); // the euro is no word
     row("repeated key", "a=1\na=2\nb=3\na=4\nb=\n", {{"a", "4"}, {"b", ""}});
