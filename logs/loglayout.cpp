@@ -22,7 +22,6 @@ constexpr int tallestLine = 100; ///< Pixels; no line is as tall.
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 
 qreal toPixels(qint64 fixed) { return static_cast<qreal>(fixed) / 64; }
-qint64 toFixed(qreal pixels) { return static_cast<qint64>(pixels * 64); }
 
 } // namespace
 
