@@ -208,8 +208,9 @@ int LineCounter::nextLineWithTabs(int line)
 int LineCounter::placeInWord(int word, qint64 x, bool isFirst, qint64 &wordEnd)
 {
     const auto fits = [&](int position) {
-        return x + (position - word) * font.column + font.overhang(content.at(position - 1))
-            <= font.width();
+        const qint64 edge = x + (position - word) * font.column;
+        return edge + font.column <= font.width()
+            || edge + font.overhang(content.at(position - 1)) <= font.width();
     };
     int position = word + 1;
     const int farthest = static_cast<int>(qMin<qint64>(end, word + font.columns + 1));
