@@ -11,11 +11,18 @@
 // What is beyond these limits takes Qt more than five seconds of a desktop's processor, and grows
 // with the square of the number, with tables twice for each; an instrument needs ten times as long.
 // Seconds of processor time, measured on both sides of the limit:
-//   elements inside each other   unknown ones 22000: 3.8, 25000: 4.9; <b> 25000: 4.7; <div>
-//   15000: 4.4 tables inside each other     18: 2.7; 19: 5.4 items of one list 10000: 4.3;
-//   12000: 5.5 pictures of one paragraph    8000: 4.4; 8700: 5.1 characters of one word
-//   205000: 4.8; 300000: 10.4
-static constexpr int deepestElement = 25000;
+//   elements inside each other   unknown ones 22000: 3.8, 25000: 4.9; <b> 25000: 4.7
+//     blocks, as <div>, for which Qt looks up all that are open more often
+//                                15000: 4.4 to 4.7; 16000: 5.9 to 6.3
+//     <pre>                      10000: 2.9; 12000: 5.3
+//   tables inside each other     18: 2.7; 19: 5.4
+//   items of one list            10000: 4.3; 12000: 5.5
+//   pictures of one paragraph    8000: 4.4; 8700: 5.1
+//   characters of one word       205000: 4.8; 300000: 10.4
+static constexpr int deepest = 300000; ///< The weights of all elements that are open.
+static constexpr int elementWeight = deepest / 25000;
+static constexpr int blockWeight = deepest / 15000;
+static constexpr int preWeight = deepest / 12000;
 static constexpr int deepestTable = 18;
 static constexpr int longestList = 10500;
 static constexpr int mostPictures = 8500;
@@ -27,7 +34,7 @@ static constexpr int smallText = 1 << 19; ///< Too small to become as tall.
 
 namespace {
 
-enum class Kind { inside, table, list, item, picture, flat, separator };
+enum class Kind { inside, block, pre, table, list, item, picture, flat, separator };
 
 struct Element
 {
@@ -37,6 +44,10 @@ struct Element
 
 // All others may stand inside each other.
 constexpr Element elements[] = {
+    {"div", Kind::block},    {"h1", Kind::block},     {"h2", Kind::block},
+    {"h3", Kind::block},     {"h4", Kind::block},     {"h5", Kind::block},
+    {"h6", Kind::block},     {"center", Kind::block}, {"blockquote", Kind::block},
+    {"dl", Kind::block},     {"body", Kind::block},   {"pre", Kind::pre},
     {"table", Kind::table},  {"ul", Kind::list},      {"ol", Kind::list},
     {"li", Kind::item},      {"img", Kind::picture},  {"br", Kind::separator},
     {"hr", Kind::separator}, {"p", Kind::separator},  {"td", Kind::separator},
@@ -44,6 +55,23 @@ constexpr Element elements[] = {
     {"dd", Kind::separator}, {"tbody", Kind::flat},   {"thead", Kind::flat},
     {"tfoot", Kind::flat},   {"meta", Kind::flat},    {"link", Kind::flat},
 };
+
+/// What an element of the kind adds to the depth as long as it is open; 0 if it stays open alone.
+int weightOf(Kind kind)
+{
+    switch (kind) {
+    case Kind::inside:
+        return elementWeight;
+    case Kind::block:
+    case Kind::table:
+    case Kind::list:
+        return blockWeight;
+    case Kind::pre:
+        return preWeight;
+    default:
+        return 0;
+    }
+}
 
 Kind kindOf(const QString &name)
 {
@@ -72,7 +100,7 @@ public:
                 word = html.at(position).isSpace() ? 0 : word + 1;
                 ++position;
             }
-            if (open.size() > deepestElement || tables > deepestTable || pictures > mostPictures
+            if (depth > deepest || tables > deepestTable || pictures > mostPictures
                 || word > longestWord || (!lists.isEmpty() && lists.last() > longestList))
                 return false;
         }
@@ -127,7 +155,8 @@ private:
             lists.append(0);
         if (kind != Kind::inside && kind != Kind::picture)
             pictures = word = 0;
-        if (kind == Kind::inside || kind == Kind::table || kind == Kind::list) {
+        if (weightOf(kind) > 0) {
+            depth += weightOf(kind);
             open.append(name);
             ++openNames[name];
         }
@@ -141,6 +170,7 @@ private:
         for (int i = index; i < open.size(); ++i) {
             --openNames[open.at(i)];
             const Kind kind = kindOf(open.at(i));
+            depth -= weightOf(kind);
             if (kind == Kind::table)
                 --tables;
             if (kind == Kind::list)
@@ -153,6 +183,7 @@ private:
     QVector<QString> open;
     QHash<QString, int> openNames; ///< How many of each are open.
     QVector<int> lists; ///< How many items each of the open ones has.
+    int depth = 0;
     int tables = 0;
     int pictures = 0; ///< Of this paragraph.
     int word = 0;

@@ -20,6 +20,11 @@ namespace {
 // A text up to this size is in the document at once. A larger one would keep the screen waiting.
 constexpr int largeText = 4 << 20;
 constexpr int manyLines = 100000;
+
+// Fewer paragraphs than this, in fewer bytes, are not too tall for a scroll bar.
+constexpr int manyParagraphs = 10 << 20;
+constexpr int manyBytes = 300 << 20;
+
 constexpr int piece = 1 << 16;
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 constexpr int firstSlice = 40; ///< The same before the first page is shown.
@@ -37,6 +42,16 @@ int pieceEnd(const LogText &log, int from)
     const int lineEnd = log.lastLineFeed(from, from + piece);
     const int end = lineEnd >= 0 ? lineEnd + 1 : from + piece;
     return QChar::isLowSurrogate(log.at(end)) ? end + 1 : end;
+}
+
+/// Whether the log could be taller than a scroll bar can tell; @p lines end in the usual ways.
+bool mightBeTooTall(const QByteArray &log, int lines)
+{
+    if (log.size() > manyBytes) {
+        for (const char *end : {"\xE2\x80\xA9", "\xEF\xB7\x90", "\xEF\xB7\x91"})
+            lines += log.count(end);
+    }
+    return lines > manyParagraphs;
 }
 
 /// Whether Qt takes the log for HTML, which it says by the first line and the first tag.
@@ -73,13 +88,13 @@ LogLayout *LogDocument::plainLayout()
     return layout;
 }
 
-void LogDocument::setLog(const QByteArray &log)
+bool LogDocument::setLog(const QByteArray &log)
 {
     if (mightBeHtml(log)) {
         const QString html = QString::fromUtf8(log.constData(), log.size());
         if (canShowHtml(html, defaultFont())) {
             setHtmlLog(html);
-            return;
+            return true;
         }
     }
     LogLayout *layout = plainLayout();
@@ -89,7 +104,12 @@ void LogDocument::setLog(const QByteArray &log)
         view->setPlainText(QString::fromUtf8(log.constData(), log.size())); // with its NULs
     else
         setLargeLog(log);
+    if (mightBeTooTall(log, lines) && !layout->isLowEnough()) {
+        clearLog();
+        return false;
+    }
     layout->measureFor(firstSlice);
+    return true;
 }
 
 void LogDocument::setHtmlLog(const QString &html)

@@ -19,8 +19,9 @@ public:
 
     /// Shows @p log, which is UTF-8; Qt decides by the content whether it is HTML. Of a large plain
     /// text only the beginning is in the document at first; the rest comes from the event loop,
-    /// while what is seen and where it can be scrolled to are those of the whole.
-    void setLog(const QByteArray &log);
+    /// while what is seen and where it can be scrolled to are those of the whole. False, and
+    /// nothing is shown, if the text is too tall for a scroll bar: from 2^31 pixels on.
+    bool setLog(const QByteArray &log);
     /// Clears the view and gives the memory back to the system.
     void clearLog();
 

@@ -19,10 +19,10 @@ constexpr int linesBetweenMarks = 64;
 constexpr int measuredAtOnce = 1000; ///< Characters, as QTextDocument's own layout begins.
 constexpr qint64 tallestAtOnce = 2000LL * 64; ///< The same, downwards.
 constexpr int tallestLine = 100; ///< Pixels; no line is as tall.
+constexpr qreal tallestText = INT_MAX - 4096; ///< Pixels, with a page below them.
 constexpr int slice = 10; ///< Milliseconds for which the event loop waits at a time.
 
 qreal toPixels(qint64 fixed) { return static_cast<qreal>(fixed) / 64; }
-qint64 toFixed(qreal pixels) { return static_cast<qint64>(pixels * 64); }
 
 } // namespace
 
@@ -107,6 +107,12 @@ void LogLayout::measureAll()
     measureWhile([] { return true; });
 }
 
+bool LogLayout::isLowEnough()
+{
+    measureAll();
+    return toPixels(next.y) + margin.top() + margin.bottom() <= tallestText;
+}
+
 void LogLayout::measureTo(int y)
 {
     const qint64 goal = (static_cast<qint64>(y) + 1) * 64;
@@ -170,7 +176,7 @@ QSizeF LogLayout::documentSize() const
         height *= static_cast<qreal>(lines.text().size()) / next.place.line;
     const int sides = margin.left() + margin.right();
     return {qMax(document()->pageSize().width(), toPixels(widest) + sides),
-            height + margin.top() + margin.bottom()};
+            qMin(height + margin.top() + margin.bottom(), tallestText)};
 }
 
 int LogLayout::pageCount() const

@@ -32,6 +32,8 @@ public:
     void measureFor(int milliseconds);
     /// Finds out how tall the text is.
     void measureAll();
+    /// Whether the text, which is measured now, can be scrolled through: scroll bars count pixels.
+    bool isLowEnough();
     /// Finds out where everything lies down to @p y pixels.
     void measureTo(int y);
 

@@ -1,19 +1,9 @@
 #include "logs/loglines.h"
 
-#include "logs/asciibreaks.h"
-
-#include <QFontMetricsF>
 #include <QStyle>
-#include <QTextLayout>
 #include <QVector>
-#include <QtMath>
-
-#include <algorithm>
 
 namespace {
-
-// Measured together at most, so that a page within a long paragraph is near a known place.
-constexpr int mostLines = 64;
 
 // Of a longer paragraph the toolkit gets one window after the other: for every line it looks at all
 // that is left of a word. What it does at a place can depend on all of the paragraph, but it would
@@ -21,26 +11,6 @@ constexpr int mostLines = 64;
 constexpr int longParagraph = 262144;
 constexpr int window = 2048;
 constexpr int windowMargin = 256; ///< What is near its end may break elsewhere in the whole.
-
-qint64 toFixed(qreal pixels) { return static_cast<qint64>(pixels * 64); }
-
-bool endsParagraph(ushort character)
-{
-    return character == '\n' || character == '\r' || character == QChar::ParagraphSeparator
-        || character == 0xFDD0 || character == 0xFDD1;
-}
-
-/// All that a line can be counted with: the printable characters, or the others.
-QString knownCharacters(bool printable)
-{
-    QString known;
-    for (ushort character = 0; character < 128; ++character) {
-        const bool isPrintable = character >= ' ' && character < 127;
-        if (AsciiBreaks::isKnown(character) && isPrintable == printable)
-            known += QChar(character);
-    }
-    return known;
-}
 
 /// As QTextBlock::textDirection() finds it.
 Qt::LayoutDirection directionOf(const LogText &text, int from, int end)
@@ -65,16 +35,12 @@ Qt::LayoutDirection directionOf(const LogText &text, int from, int end)
     return Qt::LeftToRight;
 }
 
-qint64 heightOf(const QTextLine &line)
-{
-    return toFixed(qCeil(line.ascent() + line.descent() + line.leading()));
-}
-
 } // namespace
 
 void LogLines::setText(const LogText &newText)
 {
     content = newText;
+    counter.setText(newText);
     paragraphStart = -1;
     isLaidOut = false;
 }
@@ -82,170 +48,25 @@ void LogLines::setText(const LogText &newText)
 void LogLines::setStyle(const LineStyle &newStyle)
 {
     style = newStyle;
+    counter.setStyle(newStyle);
     paragraphStart = -1;
     isLaidOut = false;
-    measureFont();
-}
-
-void LogLines::measureFont()
-{
-    const QFont font(style.format.font().resolve(style.font), style.device);
-    const QFontMetricsF metrics(font, style.device);
-    column = toFixed(metrics.horizontalAdvance(QLatin1Char('x')));
-    lineHeight = 0;
-    const QString printable = knownCharacters(true);
-    counting = style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere && column > 0
-        && style.width >= 2 * column && areEquallyWide(printable);
-    controlsAreMeasured = false;
-    if (!counting)
-        return;
-    columns = static_cast<int>(style.width / column);
-    overhanging.clear();
-    for (const QChar character : printable + knownCharacters(false)) {
-        if (metrics.rightBearing(character) * 64 < -static_cast<qreal>(style.width % column))
-            overhanging.push_back(character.unicode());
-    }
-}
-
-/// Whether each of the characters takes a column, in lines as high as those of the others.
-bool LogLines::areEquallyWide(const QString &characters)
-{
-    QTextLayout test(characters, style.font, style.device);
-    if (!style.format.isEmpty())
-        test.setFormats({{0, characters.size(), style.format}});
-    test.beginLayout();
-    QTextLine line = test.createLine();
-    line.setLeadingIncluded(true);
-    line.setLineWidth(1 << 20);
-    test.endLayout();
-    for (int i = 0; i < characters.size(); ++i) {
-        if (toFixed(line.cursorToX(i + 1)) != column * (i + 1))
-            return false;
-    }
-    const qint64 height = heightOf(line);
-    const qint64 lastHeight = qMax(height, toFixed(line.height()));
-    if (lineHeight == 0) {
-        lineHeight = height;
-        lastLineHeight = lastHeight;
-    }
-    return height == lineHeight && lastHeight == lastLineHeight;
-}
-
-/// Finds the end of the paragraph, and what it holds.
-LogLines::Contents LogLines::scan(int from)
-{
-    Contents contents = Contents::printable;
-    for (end = from;; ++end) {
-        end = content.skipPrintable(end);
-        if (end >= content.size())
-            return contents;
-        const ushort character = content.at(end);
-        if (character >= ' ' && character < 127)
-            continue;
-        if (endsParagraph(character))
-            return contents;
-        if (!AsciiBreaks::isKnown(character))
-            contents = Contents::anything;
-        else if (contents == Contents::printable)
-            contents = Contents::controls;
-    }
 }
 
 void LogLines::enter(int paragraph)
 {
-    if (paragraph == paragraphStart)
-        return;
+    end = counter.enter(paragraph);
     paragraphStart = paragraph;
-    hasBreaks = false;
-    isCounted = canBeCounted(scan(paragraph));
-}
-
-bool LogLines::canBeCounted(Contents contents)
-{
-    if (!counting || contents == Contents::anything)
-        return false;
-    if (contents == Contents::controls && !controlsAreMeasured) {
-        countingControls = areEquallyWide(knownCharacters(false));
-        controlsAreMeasured = true;
-    }
-    if (contents == Contents::controls && !countingControls)
-        return false;
-    if (!overhanging.empty()) {
-        for (int i = paragraphStart; i < end; ++i) {
-            if (std::count(overhanging.begin(), overhanging.end(), content.at(i)) > 0)
-                return false;
-        }
-    }
-    return true;
 }
 
 LineStretch LogLines::measure(const LinePlace &place)
 {
-    enter(place.paragraph);
     LineStretch stretch;
-    stretch.from = place;
-    if (isCounted && count(stretch))
+    enter(place.paragraph);
+    if (counter.count(place, stretch))
         return stretch;
-    isCounted = false;
     layOutLines(place);
     return laidOut;
-}
-
-/// Counts lines, unless the toolkit itself has a line that is too wide: false.
-bool LogLines::count(LineStretch &stretch)
-{
-    int line = stretch.from.line;
-    while (stretch.lines < mostLines) {
-        ++stretch.lines;
-        const int next = end - line <= columns ? end : nextLine(line);
-        if (next < 0)
-            return false;
-        line = next;
-        if (line == end)
-            break;
-    }
-    stretch.end = line;
-    stretch.endsParagraph = line == end;
-    stretch.height
-        = stretch.lines * lineHeight + (stretch.endsParagraph ? lastLineHeight - lineHeight : 0);
-    return true;
-}
-
-/// Where the line after @p line begins, which has more characters than columns; -1 if unknown.
-int LogLines::nextLine(int line)
-{
-    const auto skipBlanks = [&](int position) {
-        while (position < end && content.at(position) == ' ')
-            ++position;
-        return position;
-    };
-    int wordEnd = line + columns;
-    while (wordEnd > line && !mayBreak(wordEnd))
-        --wordEnd;
-    if (wordEnd > line)
-        return skipBlanks(wordEnd);
-    const int blanks = skipBlanks(line) - line;
-    if (blanks == columns)
-        return -1; // and yet a letter comes behind them: the line becomes too wide
-    return blanks > columns ? line + blanks : line + columns;
-}
-
-/// Whether the toolkit looks at @p position whether the line is full: after a word or a part of it.
-bool LogLines::mayBreak(int position)
-{
-    const ushort before = content.at(position - 1);
-    if (before == ' ')
-        return false;
-    if (position == end || content.at(position) == ' ')
-        return true;
-    if (!AsciiBreaks::isPossible(before, content.at(position)))
-        return false;
-    if (!hasBreaks) {
-        const QString paragraph = content.mid(paragraphStart, end - paragraphStart);
-        AsciiBreaks::find(paragraph.utf16(), paragraph.size(), breaks);
-    }
-    hasBreaks = true;
-    return breaks[static_cast<std::size_t>(position - paragraphStart)];
 }
 
 int LogLines::windowEnd(int line, int size) const
@@ -267,7 +88,7 @@ void LogLines::layOutLines(const LinePlace &place)
         addLines(layout, last == end ? last : last - windowMargin);
         size *= 2;
     } while (laidOut.lines == 0);
-    controlsAreMeasured = false; // if the toolkit uses another font by now, it may have those too
+    counter.forgetControls();
 }
 
 const QTextLayout &LogLines::layOut(const LineStretch &stretch)

@@ -96,11 +96,10 @@ void LogsViewer::showUpdateLog() { loadFile(updateLogFile); }
 bool LogsViewer::loadFile(const QString &path)
 {
     QFile file(path);
-    if (!openForReading(file)) {
+    if (!openForReading(file) || !log->setLog(file.readAll())) {
         showError(QStringLiteral("Could not open file"));
         return false;
     }
-    log->setLog(file.readAll());
     ui->pbuttonBackToFileSelect->setStyleSheet(doneStyle);
     pageStep = ui->textEditLogViewer->verticalScrollBar()->pageStep();
     return true;

@@ -119,6 +119,52 @@ const char *const foreignWords[] = {
     "\xEF\xAC\x81",
 };
 
+// What the log's font has itself, as wide as ASCII.
+const char *const europeanWords[] = {
+    "22\xC2\xB0"
+    "C",
+    "5\xC2\xB5s",
+    "\xC2\xB1"
+    "0.5",
+    "M\xC3\xBCller",
+    "Gr\xC3\xB6\xC3\x9F"
+    "en\xC3\xA4nderung",
+    "d\xC3\xA9j\xC3\xA0",
+    "\xC2\xAB\xC2\xA0no\xC3\xABl\xC2\xA0\xC2\xBB",
+    "\xC5\x82\xC4\x85ka",
+    "\xD0\xB6\xD1\x83\xD1\x80\xD0\xBD\xD0\xB0\xD0\xBB",
+    "\xD0\x96\xD0\xA9\xD0\xAE:",
+    "\xCE\xB1\xCE\xB2\xCE\xB3/\xCE\xA9",
+    "\xE2\x80\x9E"
+    "aus\xE2\x80\x9C",
+    "\xE2\x80\x98"
+    "a\xE2\x80\x99",
+    "\xE2\x80\x93",
+    "a\xE2\x80\x94"
+    "b",
+    "\xE2\x80\xA6",
+    "\xE2\x80\xA2",
+    "\xE2\x82\xAC"
+    "100",
+    "100\xE2\x82\xAC",
+    "\xC2\xA3"
+    "5",
+    "\xE2\x94\x80\xE2\x94\x80\xE2\x94\xBC",
+    "\xE2\x94\x82",
+    "\xE2\x96\x88\xE2\x96\x91",
+    "\xE2\x86\x92",
+    "\xE2\x89\xA4"
+    "3",
+    "10\xE2\x80\xB0",
+    "\xC2\xA7"
+    "1",
+    "\xC2\xBF"
+    "que?",
+    "\xC2\xBD",
+    "x\xC2\xB2",
+    "\xC2\xA0",
+};
+
 const char *const lineEnds[] = {"\n", "\n", "\n", "\n", "\n", "\n", "\r\n", "\r", "\n\n", "\n\r"};
 
 template <std::size_t size> QByteArray oneOf(Dice &dice, const char *const (&choice)[size])
@@ -129,7 +175,7 @@ template <std::size_t size> QByteArray oneOf(Dice &dice, const char *const (&cho
 /// Which kinds of things a log holds: most hold a few of them.
 struct Habits
 {
-    bool foreign, tabs, controls, longWords, blanks, anyLineEnd, numbers;
+    bool foreign, european, tabs, controls, longWords, blanks, anyLineEnd, numbers;
     int longestLine, longestWord;
 };
 
@@ -137,6 +183,7 @@ Habits habitsFrom(Dice &dice)
 {
     Habits habits;
     habits.foreign = dice.oneIn(3);
+    habits.european = dice.oneIn(3);
     habits.tabs = dice.oneIn(3);
     habits.controls = dice.oneIn(4);
     habits.longWords = dice.oneIn(3);
@@ -171,6 +218,8 @@ QByteArray nextWord(Dice &dice, const Habits &habits)
 {
     if (habits.foreign && dice.oneIn(4))
         return oneOf(dice, foreignWords);
+    if (habits.european && dice.oneIn(3))
+        return oneOf(dice, europeanWords);
     if (habits.tabs && dice.oneIn(5))
         return QByteArray(1 + dice.below(3), '\t');
     if (habits.controls && dice.oneIn(8))

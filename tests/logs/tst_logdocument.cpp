@@ -31,6 +31,8 @@ private slots:
     void wholeLogdense_data() { wholeLog_data(); }
     void wholeLogdense() { showWhole(); }
     void moreLinesThanBlocks();
+    void heightLimittall_data();
+    void heightLimittall();
     void clearedWhileItComesIn();
     void memoryIsGivenBack();
     void formatOfTheLogBefore();
@@ -225,6 +227,10 @@ void TestLogDocument::htmlLimits_data()
         QTest::newRow(name) << before + part.repeated(limit) << before + part.repeated(limit + 1);
     };
     row("elements inside each other", "<i>", 25000, "");
+    row("blocks inside each other", "<div>", 15000, "");
+    row("headings inside each other", "<h1>", 15000, "");
+    row("preformatted elements inside each other", "<pre>", 12000, "");
+    row("elements and blocks inside each other", "<b></p><div>", 9375, "");
     row("tables inside each other", "<table><tr><td>", 18, "");
     row("items of a list", "<li>item", 10500, "<ul>");
     row("pictures of a paragraph", "<img src=x> ", 8500, "<p>");
@@ -346,6 +352,43 @@ void TestLogDocument::moreLinesThanBlocks()
     QCOMPARE(document->size().height(), 8 + 700001 * 18.0);
 }
 
+void TestLogDocument::heightLimittall_data()
+{
+    QTest::addColumn<int>("pixels");
+    QTest::addColumn<bool>("isShown");
+    QTest::newRow("within") << INT_MAX - 10000 << true;
+    QTest::newRow("beyond") << INT_MAX - 3000 << false;
+    QTest::newRow("far beyond") << INT_MAX << false;
+}
+
+// A scroll bar counts pixels, in an int. Large letters need fewer of the lines for that.
+void TestLogDocument::heightLimittall()
+{
+    QFETCH(int, pixels);
+    QFETCH(bool, isShown);
+    writeLog("a line");
+    LogScreen screen;
+    screen.view();
+    const int lineHeight = screen.text()->fontMetrics().height();
+    QVERIFY(lineHeight > 60);
+    screen.touchButton("pbuttonBackToFileSelect");
+
+    writeLog(QByteArray(pixels / lineHeight + (isShown ? 0 : 1), '\n') + "last");
+    screen.view();
+    const QString refusal
+        = QStringLiteral("Critical: Error: Could not open file: OK: in LogsViewer");
+    QCOMPARE(screen.boxes.take(), isShown ? QStringList() : QStringList(refusal));
+    QCOMPARE(screen.showsViewer(), isShown);
+    if (!isShown)
+        return;
+    screen.touchButton("pbuttonLogViewerBottom");
+    QVERIFY(screen.bar()->maximum() > INT_MAX - 20000);
+    QCOMPARE(screen.bar()->value(), screen.bar()->maximum());
+    const BareViewer end(QString(100, QLatin1Char('\n')) + QStringLiteral("last"));
+    end.text()->verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
+    QCOMPARE(pageOf(screen.text()), pageOf(end.text()));
+}
+
 void TestLogDocument::clearedWhileItComesIn()
 {
     writeLog(line.repeated((30 << 20) / line.size()));
@@ -427,6 +470,8 @@ int main(int count, char **arguments)
     for (int i = 1; i < count; ++i) {
         if (QByteArray(arguments[i]).endsWith("dense"))
             qputenv("QT_FONT_DPI", "133");
+        if (QByteArray(arguments[i]).endsWith("tall"))
+            qputenv("QT_FONT_DPI", "400");
     }
     QApplication application(count, arguments);
     TestLogDocument test;
