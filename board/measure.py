@@ -73,6 +73,7 @@ def measure_update(stage: BoardStage, _: int) -> None:
 def measure_log(stage: BoardStage, times: int) -> None:
     page, end = [], []
     for _ in range(times):
+        stage.plug_again()
         stage.power_on()
         seconds = open_log(stage)
         stage.cut_power()

@@ -21,7 +21,7 @@ LOG_LIST = ("main: Support Tools", "menu: View Logs", "logs: first row")
 
 def longest_stillness(stage: BoardStage) -> tuple[float, str]:
     """Of an update: the longest time in which the screen stays as it is, and the step that it shows meanwhile."""
-    shown, since, step = None, 0.0, ""
+    shown, since, step, shows = None, 0.0, "", ""
     longest = (0.0, "")
     gives_up_at = time.monotonic() + RUN_WITHIN
     while time.monotonic() < gives_up_at:
@@ -36,8 +36,8 @@ def longest_stillness(stage: BoardStage) -> tuple[float, str]:
         now = stage.picture()
         if step and shown != now:
             if since:
-                longest = max(longest, (stage.worked() - since, step))
-            shown, since = now, stage.worked()
+                longest = max(longest, (stage.worked() - since, shows))
+            shown, since, shows = now, stage.worked(), step
         select.select(stage.descriptors(), [], [], LOOKS_EVERY)
     raise StageError("the update does not end")
 

@@ -175,7 +175,8 @@ class ChangeToPartition(UtilityScripts):
             self.assertEqual(old.read(), "1\n")
 
     def test_switch_is_synced(self) -> None:
-        self.assertEqual(self.synced(CHANGE, "7")[:2], [f"{PARTITION_FILE}.new", "/mnt/recovery/download"])
+        new, file_and_name = f"{PARTITION_FILE}.new", f"{PARTITION_FILE} /mnt/recovery/download"
+        self.assertEqual(self.synced(CHANGE, "7")[:2], [new, file_and_name])
 
     def test_full_storage_leaves_the_old_version_active(self) -> None:
         self.board.path(PARTITION_FILE + ".new").mkdir()
