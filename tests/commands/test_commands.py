@@ -107,6 +107,7 @@ class Options(Tree):
             ("check",),
             ("check", "--fast"),
             ("check", "--preset", "asan"),
+            ("check", "--coverage"),
             ("check", "--preset", "dev", "--fast"),
             ("rehearse",),
             ("rehearse", "--mode", "tools", "--touch"),

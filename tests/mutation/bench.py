@@ -28,6 +28,7 @@ INCLUDES: dict[str, set[str]] = {
     "versions": {"common"},
     "tools": {"common", "logs", "versions"},
     "app": {"common", "logs", "versions", "tools", "update"},
+    "audit": {"common", "update", "logs", "versions"},
 }
 RUNNING = "running"  # the tests that link nothing of the program, and run it
 MEMORY = 6 << 30  # bytes that a mutant may ask for

@@ -20,6 +20,8 @@ static long peakMemoryInKilobytes()
 static const char notesItsStreams[]
     = "note() { echo \"$1\" >>/run/calls; }\n"
       "note \"$# arguments\"\n"
+      "note \"standard output is $(readlink /proc/$$/fd/1)\"\n"
+      "note \"standard error is $(readlink /proc/$$/fd/2)\"\n"
       "echo text && note 'standard output takes text'\n"
       "echo text >&2 && note 'standard error takes text'\n"
       "[ -p /dev/stdin ] && note 'standard input is a pipe'\n"
@@ -64,7 +66,8 @@ private slots:
         thread.validateFiles();
         QCOMPARE(Transcript::lines(),
                  (Model::step("validateFiles")
-                  + QByteArrayList {"0 arguments", "standard output takes text",
+                  + QByteArrayList {"0 arguments", "standard output is /dev/null",
+                                    "standard error is /dev/null", "standard output takes text",
                                     "standard error takes text", "standard input is a pipe",
                                     "standard input waits"}));
     }
