@@ -2,6 +2,7 @@
 
 #include <QFontMetrics>
 #include <QHash>
+#include <QRegularExpression>
 #include <QTextBlock>
 #include <QTextDocument>
 #include <QVector>
@@ -16,6 +17,8 @@
 //                                15000: 4.4 to 4.7; 16000: 5.9 to 6.3
 //     <pre>                      10000: 2.9; 12000: 5.3
 //   tables inside each other     18: 2.7; 19: 5.4
+//   pictures or tables that the text flows around
+//                                2000: 3.5; 2500: 5.7
 //   items of one list            10000: 4.3; 12000: 5.5
 //   pictures of one paragraph    8000: 4.4; 8700: 5.1
 //   characters of one word       205000: 4.8; 300000: 10.4
@@ -24,6 +27,7 @@ static constexpr int elementWeight = deepest / 25000;
 static constexpr int blockWeight = deepest / 15000;
 static constexpr int preWeight = deepest / 12000;
 static constexpr int deepestTable = 18;
+static constexpr int mostFloats = 2300;
 static constexpr int longestList = 10500;
 static constexpr int mostPictures = 8500;
 static constexpr int longestWord = 205000;
@@ -101,7 +105,8 @@ public:
                 ++position;
             }
             if (depth > deepest || tables > deepestTable || pictures > mostPictures
-                || word > longestWord || (!lists.isEmpty() && lists.last() > longestList))
+                || floats > mostFloats || word > longestWord
+                || (!lists.isEmpty() && lists.last() > longestList))
                 return false;
         }
         return true;
@@ -135,16 +140,40 @@ private:
                 break;
         }
         const bool isWhole = html.at(position - 1) == QLatin1Char('/');
+        if (name == QLatin1String("style"))
+            readStyleSheet(position);
         if (closes)
             close(name);
         else if (!isWhole || kindOf(name) == Kind::picture)
-            begin(name);
+            begin(name, html.midRef(start, position - start));
         return position + 1;
     }
 
-    void begin(const QString &name)
+    /// A style sheet can make anything float.
+    void readStyleSheet(int start)
+    {
+        const int end = html.indexOf(QLatin1String("</style"), start, Qt::CaseInsensitive);
+        sheetHasFloats = sheetHasFloats || hasFloat(html.midRef(start, end - start));
+    }
+
+    static bool hasFloat(const QStringRef &text)
+    {
+        return text.contains(QLatin1String("float"), Qt::CaseInsensitive);
+    }
+
+    /// Whether Qt has a picture or table of this tag at a side of the text.
+    bool isFloat(const QStringRef &tag) const
+    {
+        static const QRegularExpression atSide(QStringLiteral("align\\s*=\\s*[\"']?(left|right)"),
+                                               QRegularExpression::CaseInsensitiveOption);
+        return sheetHasFloats || hasFloat(tag) || atSide.match(tag).hasMatch();
+    }
+
+    void begin(const QString &name, const QStringRef &tag)
     {
         const Kind kind = kindOf(name);
+        if ((kind == Kind::picture || kind == Kind::table) && isFloat(tag))
+            ++floats;
         if (kind == Kind::picture)
             ++pictures;
         if (kind == Kind::item && !lists.isEmpty())
@@ -184,6 +213,8 @@ private:
     QHash<QString, int> openNames; ///< How many of each are open.
     QVector<int> lists; ///< How many items each of the open ones has.
     int depth = 0;
+    int floats = 0; ///< In all.
+    bool sheetHasFloats = false;
     int tables = 0;
     int pictures = 0; ///< Of this paragraph.
     int word = 0;

@@ -76,27 +76,35 @@ qint64 heightOf(const QTextLine &line)
 
 void LineFont::measure(const LineStyle &newStyle)
 {
+    const bool isSameFont = !letters.empty() && newStyle.font == style.font
+        && newStyle.format == style.format && newStyle.device == style.device
+        && newStyle.option.tabs() == style.option.tabs()
+        && newStyle.option.tabStopDistance() == style.option.tabStopDistance();
     style = newStyle;
-    font = QFont(style.format.font().resolve(style.font), style.device);
-    const QFontMetricsF metrics(font, style.device);
-    column = toFixed(metrics.horizontalAdvance(QLatin1Char('x')));
-    lineHeight = 0;
-    tab = 0;
-    letters.clear();
-    overhanging.clear();
+    if (!isSameFont)
+        measureFont();
+    counting = isEven && style.width >= 2 * column
+        && style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere;
     controlsAreMeasured = false;
-    const QString printable = knownCharacters(true);
-    counting = style.option.wrapMode() == QTextOption::WrapAtWordBoundaryOrAnywhere && column > 0
-        && style.width >= 2 * column && areEquallyWide(printable);
     if (!counting)
         return;
     columns = static_cast<int>(style.width / column);
+    const QString ascii = knownCharacters(true) + knownCharacters(false);
+    someOverhang = std::any_of(ascii.begin(), ascii.end(),
+                               [this](QChar character) { return overhangs(character.unicode()); });
+}
+
+void LineFont::measureFont()
+{
+    font = QFont(style.format.font().resolve(style.font), style.device);
     firstFont = QRawFont::fromFont(font);
-    for (const QChar character : printable + knownCharacters(false)) {
-        if (overhangs(character.unicode()))
-            overhanging.push_back(character.unicode());
-    }
-    measureTab();
+    letters.assign(1 << 16, Letter());
+    column = toFixed(QFontMetricsF(font, style.device).horizontalAdvance(QLatin1Char('x')));
+    lineHeight = 0;
+    isEven = column > 0 && areEquallyWide(knownCharacters(true));
+    tab = 0;
+    if (isEven)
+        measureTab();
 }
 
 /// Whether each of the characters takes a column, in lines as high as those of the others.
@@ -149,30 +157,28 @@ bool LineFont::canCountControls()
 
 bool LineFont::canCountLetter(ushort character)
 {
-    if (letters.empty())
-        letters.assign(1 << 16, Letter::unknown);
+    return measured(character).isColumnWide && !overhangs(character);
+}
+
+const LineFont::Letter &LineFont::measured(ushort character)
+{
     Letter &letter = letters[character];
-    if (letter == Letter::unknown)
-        letter = isColumnWide(character) ? Letter::counted : Letter::other;
-    return letter == Letter::counted;
+    if (!letter.isMeasured) {
+        letter.isMeasured = true;
+        letter.isColumnWide = character >= 128 && isColumnWide(QChar(character));
+        if (character < 128 || letter.isColumnWide) {
+            const QFontMetricsF metrics(font, style.device);
+            const qint64 overhang = toFixed(-metrics.rightBearing(QChar(character)));
+            letter.overhang = static_cast<int>(qMax<qint64>(0, overhang));
+        }
+    }
+    return letter;
 }
 
 /// What the font lacks another stands in for, and which that is can change.
-bool LineFont::isColumnWide(ushort character)
+bool LineFont::isColumnWide(QChar character)
 {
-    const QChar letter(character);
     const QLatin1Char neighbour('x');
-    return standsAlone(letter) && firstFont.supportsCharacter(letter) && !overhangs(character)
-        && areEquallyWide(QString(neighbour) + letter + letter + neighbour);
-}
-
-bool LineFont::overhangs(ushort character) const
-{
-    return overhang(character) > style.width % column;
-}
-
-qint64 LineFont::overhang(ushort character) const
-{
-    const qreal bearing = QFontMetricsF(font, style.device).rightBearing(QChar(character));
-    return qMax<qint64>(0, toFixed(-bearing));
+    return standsAlone(character) && firstFont.supportsCharacter(character)
+        && areEquallyWide(QString(neighbour) + character + character + neighbour);
 }

@@ -43,11 +43,11 @@ public:
     bool canCountTabs() const { return tab > 0; }
     qint64 behindTab(qint64 x) const; ///< Where a tab at @p x ends.
 
-    /// Whether the character needs more than its column, and would get over the edge of a line that
-    /// is full.
-    bool overhangs(ushort character) const;
-    bool anyOverhangs() const { return !overhanging.empty(); } ///< Of ASCII.
-    qint64 overhang(ushort character) const; ///< By how much it gets over the edge of its column.
+    /// By how much the character gets over the edge of its column.
+    qint64 overhang(ushort character) { return measured(character).overhang; }
+    /// Whether it would get over the edge of a line that is full.
+    bool overhangs(ushort character) { return overhang(character) > style.width % column; }
+    bool anyOverhangs() const { return someOverhang; } ///< Of ASCII.
 
     qint64 width() const { return style.width; }
     qint64 column = 0;
@@ -57,19 +57,28 @@ public:
     qint64 lastLineHeight = 0; ///< Of a paragraph.
 
 private:
-    enum class Letter : uchar { unknown, counted, other };
+    /// What is known of a character.
+    struct Letter
+    {
+        bool isMeasured = false;
+        bool isColumnWide = false; ///< To be used beyond ASCII only.
+        int overhang = 0;
+    };
 
+    void measureFont();
+    const Letter &measured(ushort character);
+    bool isColumnWide(QChar character);
     bool areEquallyWide(const QString &characters);
-    bool isColumnWide(ushort character);
     void measureTab();
     qint64 placeBehind(const QString &text) const;
 
     LineStyle style;
     QFont font; ///< The format's.
     QRawFont firstFont; ///< Before those that stand in for what it lacks.
+    bool isEven = false; ///< What is printable in ASCII is all as wide.
     bool counting = false;
     bool countingControls = false;
     bool controlsAreMeasured = false;
-    std::vector<Letter> letters; ///< By their code; empty until there is one.
-    std::vector<ushort> overhanging;
+    std::vector<Letter> letters; ///< By their code; empty in a font that has not been measured.
+    bool someOverhang = false;
 };

@@ -155,7 +155,6 @@ void TestLineCounter::overhangingLetter()
     font.measure(style);
     QVERIFY(font.overhangs('%'));
     QVERIFY(!font.overhangs('x'));
-    QVERIFY(!font.canCountLetter(0x2588) || !font.overhangs(0x2588));
     for (const QString &text :
          {QString(69, QLatin1Char('x')) + QLatin1Char('%'), QString(70, QLatin1Char('x'))}) {
         QTextLayout layout(text + QStringLiteral(" word"), style.font, style.device);

@@ -232,6 +232,13 @@ void TestLogDocument::htmlLimits_data()
     row("preformatted elements inside each other", "<pre>", 12000, "");
     row("elements and blocks inside each other", "<b></p><div>", 9375, "");
     row("tables inside each other", "<table><tr><td>", 18, "");
+    row("pictures at a side", "<p><img src=x align=left>", 2300, "");
+    row("pictures at a side by their style", "<p><img src=x style=\"float: left\">", 2300, "");
+    row("tables at a side", "<table align=right></table>", 2300, "");
+    row("tables at a side by a style sheet", "<table></table>", 2300,
+        "<style>table { float: left }</style>");
+    row("tables in the middle and at a side",
+        "<table align=center></table><table align=left></table>", 2300, "");
     row("items of a list", "<li>item", 10500, "<ul>");
     row("pictures of a paragraph", "<img src=x> ", 8500, "<p>");
     row("characters of a word", "x", 205000, "<p>");
