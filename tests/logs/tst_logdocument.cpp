@@ -370,6 +370,9 @@ void TestLogDocument::showWhole()
         end.text()->verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
         QCOMPARE(pageOf(screen.text()), pageOf(end.text()));
     }
+    QVERIFY(screen.text()->document()->pageCount() > 0); // all of it is laid out by now
+    QCoreApplication::processEvents();
+    QCOMPARE(screen.bar()->maximum(), bottom);
     const QImage lastPage = pageOf(screen.text());
     screen.touchButton("pbuttonLogViewerPageUp");
     QCOMPARE(screen.bar()->value(), bottom - screen.bar()->pageStep());
