@@ -1,18 +1,22 @@
 #include "bench/measures.h"
 
 #include "common/common.h"
+#include "common/scriptrunner.h"
 #include "logs/logsviewer.h"
 
 #include <QApplication>
 #include <QDialog>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QProcess>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTableWidget>
 #include <QTextEdit>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <memory>
 
 // A large log in the log viewer, from the touch of "View File", beside the same text that a bare
 // text view of the same font and size is given.
@@ -167,14 +171,17 @@ QVector<double> column(const QVector<Times> &rounds, double Times::*value)
     return values;
 }
 
-void measureLog(QWidget *opener, const LogSize &size)
+void writeLog(const QByteArray &log)
 {
-    const QByteArray log = size.make(size.bytes);
     QFile file(QStringLiteral("/tmp/messages1"));
     if (!file.open(QIODevice::WriteOnly) || file.write(log) != log.size())
         qFatal("the log cannot be written");
-    file.close();
+}
 
+void measureLog(QWidget *opener, const LogSize &size)
+{
+    const QByteArray log = size.make(size.bytes);
+    writeLog(log);
     const QSize viewer = viewerSize(opener);
     const QString text = QString::fromUtf8(log);
     QVector<Times> screens;
@@ -197,6 +204,43 @@ void measureLog(QWidget *opener, const LogSize &size)
     }
 }
 
+/// How long each of some scripts takes from its start to its end.
+QVector<double> scriptTimes()
+{
+    QVector<double> times;
+    const std::unique_ptr<QProcess> process(newScriptProcess(nullptr));
+    for (int i = 0; i < 40; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        if (runScript(process.get(), QStringLiteral("/bin/true")) != 0)
+            qFatal("no script runs");
+        times += static_cast<double>(clock.nsecsElapsed()) / 1e6;
+    }
+    return times;
+}
+
+/// A log shown to its end and left again, and a script each time before, meanwhile and afterwards.
+void measureScripts(QWidget *opener, int megabytes)
+{
+    writeLog(makeLines(megabytes * 1000000));
+    const QVector<double> before = scriptTimes();
+    QVector<double> meanwhile;
+    {
+        LogsViewer screen(opener);
+        openLogPage(&screen);
+        screen.findChild<QPushButton *>(QStringLiteral("pbuttonViewFile"))->click();
+        const auto *text = screen.findChild<QTextEdit *>();
+        screen.findChild<QPushButton *>(QStringLiteral("pbuttonLogViewerBottom"))->click();
+        while (text->document()->characterCount() < megabytes * 1000000)
+            QCoreApplication::processEvents();
+        meanwhile = scriptTimes();
+        screen.findChild<QPushButton *>(QStringLiteral("pbuttonBackToFileSelect"))->click();
+    }
+    const QVector<double> after = scriptTimes();
+    printRow(QStringLiteral("%1 MB").arg(megabytes),
+             {spread(before), spread(meanwhile), spread(after), ratio(after, before)});
+}
+
 } // namespace
 
 void measureLargeLogs()
@@ -208,4 +252,10 @@ void measureLargeLogs()
               QStringLiteral("viewer / bare")});
     for (const LogSize &size : sizes)
         measureLog(&opener, size);
+
+    printRow(QStringLiteral("\na script and a log of"),
+             {QStringLiteral("before, ms"), QStringLiteral("log shown, ms"),
+              QStringLiteral("after \"Done\", ms"), QStringLiteral("after / before")});
+    for (int megabytes : {50, 100})
+        measureScripts(&opener, megabytes);
 }

@@ -5,6 +5,8 @@
 #include <QTextBlock>
 #include <QtTest>
 
+#include <ctime>
+
 /// Logs that the toolkit's own text view cannot stand, or hardly: each is shown whole, and the
 /// screen stays alive.
 class TestLogDocument : public QObject
@@ -15,6 +17,8 @@ private slots:
     void init() { Instrument::clear(); }
     void plainAsTheToolkitShowsIt_data();
     void plainAsTheToolkitShowsIt();
+    void soonerThanTheToolkit_data();
+    void soonerThanTheToolkit();
     void longWordsAmongLines_data();
     void longWordsAmongLines();
     void ordinaryHtml_data();
@@ -48,6 +52,8 @@ static QString withNuls(const QByteArray &log)
 {
     return QString::fromUtf8(log.constData(), log.size());
 }
+
+static QImage pageOf(QTextEdit *view) { return view->viewport()->grab().toImage(); }
 
 /// Shows the log and its end.
 static void readToTheEnd(LogScreen &screen)
@@ -102,6 +108,44 @@ void TestLogDocument::plainAsTheToolkitShowsIt()
     leave(screen);
 }
 
+void TestLogDocument::soonerThanTheToolkit_data()
+{
+    QTest::addColumn<QByteArray>("part");
+    QTest::newRow("ASCII") << line;
+    QTest::newRow("UTF-8") << QByteArray("Sep 19 08:15:00 Ger\xC3\xA4t: 22 \xC2\xB0"
+                                         "C, Zustand ge\xC3\xA4ndert, \xD0\xB6\n");
+}
+
+/// Shows what comes of @p act and then the end. Returns the seconds of processor time that it took.
+template <typename Act> static double secondsToTheEnd(QTextEdit *view, Act act)
+{
+    const std::clock_t start = std::clock();
+    act();
+    pageOf(view);
+    if (view->document()->pageCount() > 0)
+        QCoreApplication::processEvents();
+    view->verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
+    pageOf(view);
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+// Not a measure, which is in bench/: a tenth is usual.
+void TestLogDocument::soonerThanTheToolkit()
+{
+    QFETCH(QByteArray, part);
+    const QByteArray log = part.repeated((10 << 20) / part.size());
+    writeLog(log);
+    LogScreen screen;
+    screen.touchLog(0);
+    const double own
+        = secondsToTheEnd(screen.text(), [&] { screen.touchButton("pbuttonViewFile"); });
+    BareViewer bare({});
+    const QString text = QString::fromUtf8(log);
+    const double toolkits = secondsToTheEnd(bare.text(), [&] { bare.text()->setText(text); });
+    QCOMPARE(pageOf(screen.text()), pageOf(bare.text()));
+    QVERIFY2(own < toolkits / 2, qPrintable(QStringLiteral("%1 of %2 s").arg(own).arg(toolkits)));
+}
+
 void TestLogDocument::longWordsAmongLines_data()
 {
     QTest::addColumn<QByteArray>("word");
@@ -117,8 +161,8 @@ void TestLogDocument::longWordsAmongLines_data()
 void TestLogDocument::longWordsAmongLines()
 {
     QFETCH(QByteArray, word);
-    const QByteArray lines
-        = "usb 1-1: the state of the device has changed to configured, at last\n";
+    const QByteArray lines = "usb 1-1: the state of the device has changed, and that after such a "
+                             "long time, to configured, at last\n";
     writeLog(lines.repeated(30) + word + '\n' + lines.repeated(30));
     LogScreen screen;
     screen.view();
@@ -232,13 +276,13 @@ void TestLogDocument::htmlLimits_data()
     row("preformatted elements inside each other", "<pre>", 12000, "");
     row("elements and blocks inside each other", "<b></p><div>", 9375, "");
     row("tables inside each other", "<table><tr><td>", 18, "");
-    row("pictures at a side", "<p><img src=x align=left>", 2300, "");
-    row("pictures at a side by their style", "<p><img src=x style=\"float: left\">", 2300, "");
-    row("tables at a side", "<table align=right></table>", 2300, "");
-    row("tables at a side by a style sheet", "<table></table>", 2300,
+    row("pictures at a side", "<p><img src=x align=left>", 2700, "");
+    row("pictures at a side by their style", "<p><img src=x style=\"float: left\">", 2700, "");
+    row("tables at a side", "<table align=right></table>", 2700, "");
+    row("tables at a side by a style sheet", "<table></table>", 2700,
         "<style>table { float: left }</style>");
     row("tables in the middle and at a side",
-        "<table align=center></table><table align=left></table>", 2300, "");
+        "<table align=center></table><table align=left></table>", 2700, "");
     row("items of a list", "<li>item", 10500, "<ul>");
     row("pictures of a paragraph", "<img src=x> ", 8500, "<p>");
     row("characters of a word", "x", 205000, "<p>");
@@ -303,8 +347,6 @@ static QByteArray endOf(const QByteArray &log)
     return lineStart > 0 && lineStart < log.size() - 2000 ? log.mid(lineStart) : log;
 }
 
-static QImage pageOf(QTextEdit *view) { return view->viewport()->grab().toImage(); }
-
 // The toolkit shows none of these whole; what it shows of a beginning and an end that are small is
 // what there is to see.
 void TestLogDocument::showWhole()
@@ -328,6 +370,9 @@ void TestLogDocument::showWhole()
         end.text()->verticalScrollBar()->triggerAction(QAbstractSlider::SliderToMaximum);
         QCOMPARE(pageOf(screen.text()), pageOf(end.text()));
     }
+    QVERIFY(screen.text()->document()->pageCount() > 0); // all of it is laid out by now
+    QCoreApplication::processEvents();
+    QCOMPARE(screen.bar()->maximum(), bottom);
     const QImage lastPage = pageOf(screen.text());
     screen.touchButton("pbuttonLogViewerPageUp");
     QCOMPARE(screen.bar()->value(), bottom - screen.bar()->pageStep());
