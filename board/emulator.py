@@ -2,6 +2,7 @@
 
 import math
 import os
+import signal
 import socket
 import subprocess
 import time
@@ -134,6 +135,14 @@ class Emulator:
 
     def thaw(self) -> None:
         self._monitor.do("cont")
+
+    def halt(self) -> None:
+        """Stops the emulator itself: what the board has not flushed stays so, which freeze() would flush."""
+        self._process.send_signal(signal.SIGSTOP)
+        os.waitid(os.P_PID, self._process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+
+    def go_on(self) -> None:
+        self._process.send_signal(signal.SIGCONT)
 
     def cut(self) -> None:
         """Takes the power away, at once."""

@@ -134,7 +134,7 @@ class Series:
         return False
 
     def _take_power(self, seed: int, server: CacheServer | None) -> None:
-        with self._stage.standing_still():
+        with self._stage.halted():
             for file, copy in zip(self._stage.files, self._copies):
                 copy_sparse(file, copy)
             if server:

@@ -2,7 +2,7 @@
 
 import time
 from collections.abc import Callable, Iterator, Sequence
-from contextlib import contextmanager, suppress
+from contextlib import AbstractContextManager, contextmanager, suppress
 from functools import cached_property
 from pathlib import Path
 
@@ -151,18 +151,24 @@ class BoardStage(Stage):
         with self.standing_still():
             return self._there.holdings(self._reboots)
 
-    @contextmanager
-    def standing_still(self) -> Iterator[None]:
+    def standing_still(self) -> AbstractContextManager[None]:
         """Time stands still on the board meanwhile, and all that it has written is in its files."""
-        board = self._board
-        if not board or board.ended() is not None:
-            yield
-            return
-        board.freeze()
+        return self._between(Emulator.freeze, Emulator.thaw)
+
+    def halted(self) -> AbstractContextManager[None]:
+        """The board does nothing meanwhile, and its files are as a power cut would find them."""
+        return self._between(Emulator.halt, Emulator.go_on)
+
+    @contextmanager
+    def _between(self, begin: Callable[[Emulator], None], end: Callable[[Emulator], None]) -> Iterator[None]:
+        board = self._board if self._board and self._board.ended() is None else None
+        if board:
+            begin(board)
         try:
             yield
         finally:
-            board.thaw()
+            if board:
+                end(board)
 
     def type(self, text: str) -> None:
         """Gives the board's console something to read."""
