@@ -24,16 +24,17 @@ divide_storage() {
     udevadm settle
 }
 
-# p2 comes last: while that is missing the board counts as blank and is rebuilt from the start.
+# p2 comes last: while that is missing the board counts as blank and is rebuilt from the start. So each has its size
+# and lasts before the next is made.
 make_partitions() {
     if [ -e "$partition_table" ]; then
         divide_storage
         return
     fi
     while read -r name size; do
-        truncate -s "$size" "/dev/mmcblk0$name" || fail "/dev/mmcblk0$name cannot be made"
+        { truncate -s "$size" "/dev/mmcblk0$name.new" && commit_file "/dev/mmcblk0$name"; } ||
+            fail "/dev/mmcblk0$name cannot be made"
     done </etc/update/partitions.txt
-    sync /dev
 }
 
 need_checked || fail "$why"

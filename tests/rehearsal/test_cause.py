@@ -379,6 +379,10 @@ class OfUpdatesGivenUp(Cause):
         self.play()
         self.assertEqual(self.of_scripts(), [])
 
+    def test_user_files_of_the_version_are_lost(self) -> None:
+        self.acts["7-USB-rootfs.sh"] = (self.tree.root / "mnt/userdata/7/notes").unlink
+        self.assertEqual(self.play()[0], "7-USB-rootfs.sh removed /mnt/userdata/7/notes")
+
     def test_manifest_of_another_version_is_lost(self) -> None:
         manifest = self.tree.root / "mnt/recovery/update_files/8manifest.txt"
         self.acts["3-USB-UBoot.sh"] = manifest.unlink

@@ -59,6 +59,16 @@ class Signed(unittest.TestCase):
     def test_not_signed(self) -> None:
         self.assertEqual(self.source.flaw([self.known]), "sha256sums.txt is not signed")
 
+    def test_older_form_of_a_signature(self) -> None:
+        """The instrument takes none that needs the whole file in memory."""
+        key = self.tree.top / "known.key"
+        subprocess.run(
+            ["minisign", "-Sl", "-s", key, "-m", self.sums], stdin=subprocess.DEVNULL, check=True, capture_output=True
+        )
+        self.assertEqual(
+            self.source.flaw([self.known]), "sha256sums.txt is not as any key that the instrument knows has signed it"
+        )
+
     def test_instrument_without_keys(self) -> None:
         self.assertEqual(self.source.flaw(), "")
 
@@ -179,6 +189,11 @@ class Verdicts(unittest.TestCase):
         (self.tree.root / LOG).rename(self.tree.root / RECOVERY_LOG)
         self.assertEqual(self.tree.faults(), {})
 
+    def test_stick_with_a_directory_in_place_of_its_log(self) -> None:
+        self.tree.update()
+        (self.tree.top / "stick/update/update.log").mkdir()
+        self.assertIn("update.log", self.tree.faults())
+
     def test_rebuild_that_is_rejected(self) -> None:
         self.tree.reject()
         self.tree.mode = MODES["blank"]
@@ -190,6 +205,10 @@ class Verdicts(unittest.TestCase):
         self.tree.write(LOG, "".join(f"{name}: said\n" for name in names))
         self.tree.write("run/rebooted", "11-DCA-Reboot.sh\n")
         self.assertEqual(self.tree.faults(), {})
+        (self.tree.root / "dev/mmcblk0p8").unlink()
+        self.tree.before = self.tree.holdings()
+        self.tree.write("dev/mmcblk0p8", "\0" * 50)
+        self.assertEqual(self.tree.faults(), {"everything else": "dev/mmcblk0p8 changed"})
 
     def test_keys(self) -> None:
         """An instrument that has lost or got a key is told from one that has not, and from one without any."""
