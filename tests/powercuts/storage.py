@@ -97,7 +97,7 @@ class Storage:
         self.flushed: dict[int, Inode] = {}  # as they are on the storage at the least; a new one holds nothing
         self.pending: list[Change] = []
         self.flushes = 0
-        self._known: dict[tuple[int, ...], tuple[Inode, Change]] = {}  # by the changes of an inode that were kept
+        self._known: dict[tuple[int, int], tuple[int, Inode, Change]] = {}  # by place and the next change kept
         self._read(tree, "/", ROOT)
         self.flushed = dict(self.inodes)
 
@@ -234,14 +234,13 @@ class Storage:
         return {number: self._after(number, changes) for number, changes in of_inode.items()}
 
     def _after(self, number: int, changes: list[Change]) -> Inode:
-        ids = tuple(map(id, changes))
-        known = len(ids)
-        while known and ids[:known] not in self._known:
-            known -= 1
-        inode = self._known[ids[:known]][0] if known else self.flushed[number]
-        for at in range(known, len(ids)):
-            inode = changed(inode, changes[at])
-            self._known[ids[: at + 1]] = (inode, changes[at])  # which keeps its id
+        inode, place = self.flushed[number], -number  # a place is what has been kept of an inode up to here
+        for change in changes:
+            step = (place, id(change))
+            if step not in self._known:
+                # the change, so that nothing else gets its id
+                self._known[step] = (len(self._known) + 1, changed(inode, change), change)
+            place, inode, _ = self._known[step]
         return inode
 
     def tree(self, other: dict[int, Inode]) -> "Tree":
