@@ -211,7 +211,7 @@ class Sabotage(unittest.TestCase):
 
     def test_name_that_is_not_flushed(self) -> None:
         """The script says that the change is made, and it is not."""
-        found = self.faults("change", "instrument.sh", ' && sync "$(dirname "$1")"', "")
+        found = self.faults("change", "instrument.sh", ' && sync "$1" "$(dirname "$1")"', "")
         self.assertIn("the active version is '1\\n'", found)
 
     def test_slot_that_is_not_flushed(self) -> None:
