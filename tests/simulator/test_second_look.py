@@ -140,6 +140,23 @@ class SecondLook(unittest.TestCase):
         board.sign()
         self.assertEqual(board.run(IMAGES[1]), [1])
 
+    def test_list_that_is_the_makers_while_it_is_verified(self) -> None:
+        """A stick may answer with another list a moment before."""
+        board = Instrument(self)
+        update = board.plug()
+        board.path("/run/makers-list").write_bytes((update / "sha256sums.txt").read_bytes())
+        with (update / "sha256sums.txt").open("a") as file:
+            file.write(f"{'0' * 64}  evil.txt\n")
+        turncoat = board.path("/run/turncoat")
+        turncoat.write_text(
+            "#!/bin/sh\ncp /run/makers-list /media/usb0/update/sha256sums.txt\n" 'exec /run/minisign "$@"\n'
+        )
+        turncoat.chmod(0o755)
+        options = ("--ro-bind", "/usr/bin/minisign", "/run/minisign", "--ro-bind", str(turncoat), "/usr/bin/minisign")
+        self.assertEqual(board.run(*CHECK_FILESYSTEM, VERIFY[0], sandbox_options=options)[-1], 3)
+        self.assertEqual(board.marker(), "sha256sums.txt was changed after it was signed\n")
+        self.assertEqual((update / "sha256sums.txt").read_bytes(), board.path("/run/makers-list").read_bytes())
+
     def test_switch_does_not_ask_the_stick(self) -> None:
         board = Instrument(self)
         board.plug()
