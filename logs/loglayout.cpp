@@ -238,21 +238,15 @@ void LogLayout::draw(QPainter *painter, const PaintContext &context)
     painter->restore();
 }
 
-/// Draws with the painter moved to the stretch: Qt's text stops at 2^23 pixels. As Qt does, it
-/// draws the line just above as well, whose letters may reach below it.
+/// Draws with the painter moved to the stretch: Qt's text stops at 2^23 pixels. The layout chooses
+/// the lines itself; line by line, a tab would keep the width that it had on a line it did not fit
+/// on.
 void LogLayout::drawStretch(QPainter *painter, const LineStretch &stretch, qreal top,
                             const QRectF &clip) const
 {
-    const QTextLayout &layout = lines.layOut(stretch);
     painter->translate(0, top);
-    int first = 0;
-    int end = 0;
-    for (; end < stretch.lines && top + layout.lineAt(end).y() <= clip.bottom(); ++end) {
-        if (top + layout.lineAt(end).y() + layout.lineAt(end).height() < clip.top())
-            first = end;
-    }
-    for (int i = first; i < end; ++i)
-        layout.lineAt(i).draw(painter, QPointF(margin.left(), 0));
+    lines.layOut(stretch).draw(painter, QPointF(margin.left(), 0),
+                               QVector<QTextLayout::FormatRange>(), clip.translated(0, -top));
     painter->translate(0, -top);
 }
 
